@@ -1,0 +1,22 @@
+// body.h - the body writers other than plain text: the two rich text kinds,
+// the support-filter runs, the TNEF body, the link to an embedded message,
+// and a text with inline encoded segments. Each answers 0xFFFF when its part
+// is finished, 0 when the host said stop.
+#pragma once
+
+#include <cstdint>
+
+#include "filter/filter_proc.h"
+#include "input/input.h"
+
+uint16_t EnrichedBodyWrite(ByteReader* reader, uint32_t start, uint32_t limit, FilterProc* proc);
+uint16_t RichtextBodyWrite(ByteReader* reader, uint32_t start, uint32_t limit, FilterProc* proc);
+uint16_t SupportRun1101(ByteReader* reader, FilterProc* proc);
+uint16_t SupportRun1028(ByteReader* reader, FilterProc* proc);
+uint16_t TnefBodyRun(IoObject* stream, FilterProc* proc);
+uint16_t EmbeddedMessageLink(ByteReader* reader, MessagePart* part, FilterProc* proc);
+uint16_t InlineSegmentsWrite(IoObject* partStream, uint32_t start, uint32_t length, FilterProc* proc);
+
+// Records one step of the way to a support filter's body; a step whose
+// `first` is 0 is not recorded.
+void RangeStepAdd(uint32_t kind, uint32_t first, uint32_t second, FilterProc* proc);
