@@ -20,3 +20,8 @@ uint16_t InlineSegmentsWrite(IoObject* partStream, uint32_t start, uint32_t leng
 // Records one step of the way to a support filter's body; a step whose
 // `first` is 0 is not recorded.
 void RangeStepAdd(uint32_t kind, uint32_t first, uint32_t second, FilterProc* proc);
+
+// Opens the support filter of `kind` (1028, anything else 1101) over `stream`;
+// success shows in the slot's open flag. `part` is the body it opens for, or
+// null for a TNEF document.
+void SupportOpen(uint16_t kind, IoObject* stream, MessagePart* part, FilterProc* proc);

@@ -13,5 +13,4 @@ uint16_t RichtextBodyWrite(ByteReader* reader, uint32_t start, uint32_t limit, F
 uint16_t SupportRun1101(ByteReader*, FilterProc*) { return kWriterDone; }
 uint16_t SupportRun1028(ByteReader*, FilterProc*) { return kWriterDone; }
 uint16_t TnefBodyRun(IoObject*, FilterProc*) { return kWriterDone; }
-uint16_t EmbeddedMessageLink(ByteReader*, MessagePart*, FilterProc*) { return kWriterDone; }
 uint16_t InlineSegmentsWrite(IoObject*, uint32_t, uint32_t, FilterProc*) { return kWriterDone; }

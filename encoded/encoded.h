@@ -25,3 +25,6 @@ struct BinHexState {
 // The next byte behind BinHex's run-length layer: 0 with the byte in *value,
 // or -9 at the end of the stream.
 int32_t BinHexNext(ByteReader* reader, uint16_t* value, BinHexState* state);
+
+// Writes `formatId` and `transferCode` of a leaf part from what its bytes hold.
+void ClassifyPart(IoObject* stream, MessagePart* part, TextBuffer* scratch, uint32_t documentFormat);

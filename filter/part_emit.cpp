@@ -109,7 +109,7 @@ uint16_t DispatchBody(IoObject* source, MessagePart* part, FilterProc* proc) {
     if (part->formatId == FI_TNEF) return TnefBodyRun(source, proc);
     if (part->formatId == FI_SKIPPED) return kWriterDone;
     ByteReader* reader = ReaderOpen(source);
-    if (!reader) return kWriterStopped;
+    if (!reader) return kWriterDone;  // unreadable: passed over, for the same reason
     uint16_t result;
     if (part->formatId == FI_HTML)
         result = SupportRun1101(reader, proc);
@@ -154,7 +154,9 @@ uint16_t PartBodyEmit(IoObject* partStream, IoRangeRequest range, MessagePart* p
     if (part->transferCode != 0 && !proc->decodeStream) {
         IoDecodeRequest decode{partStream, 0, part->transferCode, {}};
         proc->decodeStream = OpenOn(partStream, IO_OPEN_DECODE, &decode);
-        if (!proc->decodeStream) return kWriterStopped;
+        // A body that can't be decoded is passed over: stopping here would
+        // leave a host that reads on meeting the same failure for ever.
+        if (!proc->decodeStream) return kWriterDone;
     }
     if (proc->support1028Open && proc->formatId != FI_TNEF) RecordSupportSteps(range, part, proc);
     IoObject* source = proc->decodeStream ? proc->decodeStream : partStream;
