@@ -95,6 +95,17 @@ int16_t VwStreamSeek(IoObject* stream, FilterProc* proc); /* does nothing, 0 */
 int16_t VwStreamTell(IoObject* stream, FilterProc* proc); /* does nothing, 0 */
 void VwStreamClose(IoObject* stream, FilterProc* proc);
 
+/* Opens the sub-document that a recipe step (0xC1, 0x100, a, b) names, from
+ * the document's stream, between VwStreamSection and VwStreamClose:
+ *   a 0: attachment number b;  a 1: the joined pieces of a split file;
+ *   a 2: chain number b (from 1);  a >= 3: b bytes from offset a.
+ * Preset *out to null: the new object lands there, and the host ends it with
+ * its own Close (before VwStreamClose for requests 1 and 2). c and d are not
+ * read. Answers 0 when an object was handed out, VW_ERR_NOT_MINE when none
+ * was. */
+int16_t VwDoSpecial(IoObject* stream, uint32_t a, IoObject** out, uint32_t b, uintptr_t c,
+                    uintptr_t d, FilterProc* proc);
+
 /* Three names of the bare no-op routine. */
 void VwStreamReadRecord(void);
 void VwGetSectionDataFunc(void);

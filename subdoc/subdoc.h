@@ -1,12 +1,25 @@
 // subdoc.h - the file objects the filter makes for the host: attachment
 // bodies, joined split files and locator chains, and the sets of files they
 // come from.
+//
+// Every object handed to a host starts with the twelve words of an IoObject
+// (Write null, Open copied from the object it is based on), belongs to the
+// host from the moment *out is set, and frees itself in its Close. None of
+// them reads FilterProc after it is made.
 #pragma once
 
 #include <cstdint>
 
 #include "filter/filter_proc.h"
 #include "input/input.h"
+
+// Codes the filter's objects answer besides 0.
+constexpr int32_t kObjectNoStream = -4;      // a dead object: nothing to read through
+constexpr int32_t kObjectPieceMissing = -9;  // end of a joined stream, or a piece won't open
+constexpr int32_t kObjectNotAnswered = -10;  // a GetInfo question without an answer
+
+// Bytes of the name every object reports for GetInfo 3 and 6, NUL included.
+constexpr uint32_t kObjectNameSize = 513;
 
 // Follows "include " lines of uuencoded data from file to file; fills
 // multiFile when a chain exists.
@@ -16,3 +29,37 @@ void IncludeChainFind(ByteReader* reader, IoObject* stream, const char* name, Fi
 // or none), -2 when an object can't be opened, -5 when the last piece lacks
 // its end.
 int16_t SplitSetFind(IoObject* stream, uint32_t offset, const char* name, FilterProc* proc);
+
+// The workers behind VwDoSpecial. Each sets *out when it hands out an object
+// and answers whether it did; without memory for the object it calls
+// SoBailOut(0) and leaves *out alone.
+//
+// Attachment number `index` of `attachments`, through its range and up to
+// three decoding stages.
+bool AttachmentBodyOpen(IoObject* stream, uint32_t index, IoObject** out, FilterProc* proc);
+// The pieces of multiFile as one joined stream.
+bool SplitBodyOpen(IoObject* stream, IoObject** out, FilterProc* proc);
+// The steps of element `number` - 1 of chains.
+bool LocatorChainOpen(IoObject* stream, IoObject** out, uint32_t number, FilterProc* proc);
+// `length` bytes of the document from `offset` on.
+bool LocatorRangeOpen(IoObject* stream, uint32_t offset, IoObject** out, uint32_t length,
+                      FilterProc* proc);
+
+// The GetInfo answers all three object kinds share, each with its own name:
+// 3 and 6 copy `name`, 4 runs the signature check, 14 writes 2 (8-bit name),
+// 15 answers 0, anything else -10.
+int32_t ObjectGetInfo(IoObject* object, const char* name, uint32_t what, void* answer);
+
+// 0 when `object` begins with the signature of an OLE compound document, else
+// -10. Seeks the object to its start and back to where it stood; when the
+// seek to the start or the read fails, the position is not put back.
+int32_t SignatureCheck(IoObject* object);
+
+// The routines of the attachment body object, exported under these names.
+extern "C" {
+int32_t MIMEDoClose(IoObject* object);
+int32_t MIMEDoRead(IoObject* object, void* buf, uint32_t count, uint32_t* got);
+int32_t MIMEDoSeek(IoObject* object, uint16_t whence, int32_t offset);
+int32_t MIMEDoTell(IoObject* object, uint32_t* pos);
+int32_t MIMEDoGetInfo(IoObject* object, uint32_t what, void* answer);
+}
