@@ -1,0 +1,156 @@
+// charset_convert.cpp - CharsetId to UTF-8, see charset_convert.h.
+#include "cli/charset_convert.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "charset/charset_iconv.h"
+#include "cli/host_event.h"
+
+namespace {
+
+// Legacy bytes are converted once this many wait.
+constexpr size_t kLegacyRun = 16384;
+const char kReplacement[] = "\xEF\xBF\xBD";
+const iconv_t kNoHandle = reinterpret_cast<iconv_t>(-1);
+
+bool IsUnicodeSet(uint32_t charset) {
+    const auto entry = FindCharsetIconvName(charset);
+    // A value the filter never announces is taken as decoded 16-bit text too:
+    // that keeps ASCII readable, whatever it stands for.
+    return !entry || std::strcmp(entry->iconvName, "UTF-16BE") == 0;
+}
+
+bool IsSingleByte(uint32_t charset) { return (charset & 0x100u) != 0; }
+
+// The length of a UTF-8 sequence of two to four bytes at `p`, 0 if none.
+size_t Utf8SequenceAt(const unsigned char* p, size_t left) {
+    size_t length = 0;
+    uint32_t cp = 0;
+    if (p[0] >= 0xC2 && p[0] <= 0xDF) length = 2, cp = p[0] & 0x1Fu;
+    else if (p[0] >= 0xE0 && p[0] <= 0xEF) length = 3, cp = p[0] & 0x0Fu;
+    else if (p[0] >= 0xF0 && p[0] <= 0xF4) length = 4, cp = p[0] & 0x07u;
+    if (length == 0 || length > left) return 0;
+    for (size_t i = 1; i < length; ++i) {
+        if ((p[i] & 0xC0) != 0x80) return 0;
+        cp = (cp << 6) | (p[i] & 0x3Fu);
+    }
+    const uint32_t least[] = {0, 0, 0x80, 0x800, 0x10000};
+    if (cp < least[length] || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
+    return length;
+}
+
+}  // namespace
+
+CharsetConverter::CharsetConverter() { utf8_.reserve(1 << 16); }
+
+CharsetConverter::~CharsetConverter() {
+    for (auto& [charset, handle] : handles_)
+        if (handle != kNoHandle) iconv_close(handle);
+}
+
+void CharsetConverter::SetCharset(uint32_t charset) {
+    if (charset == charset_) return;
+    Flush();
+    charset_ = charset;
+    unicode_ = IsUnicodeSet(charset);
+}
+
+void CharsetConverter::PutSlow(uint32_t value) {
+    if (unicode_) {
+        PutUnicode(value);
+        return;
+    }
+    const bool twoBytes = !IsSingleByte(charset_) && value > 0xFF && (value >> 8) != 0xFF;
+    if (twoBytes) pending_ += static_cast<char>(value >> 8);
+    pending_ += static_cast<char>(value & 0xFF);
+    if (pending_.size() >= kLegacyRun) ConvertLegacy();
+}
+
+void CharsetConverter::PutUnicode(uint32_t value) {
+    if (value >= 0xFF80) {  // a raw byte, maybe part of UTF-8 text
+        if (highSurrogate_) AppendUtf8(utf8_, 0xFFFD), highSurrogate_ = 0;
+        pending_ += static_cast<char>(value & 0xFF);
+        return;
+    }
+    FlushRawRun();
+    if (highSurrogate_) {
+        if (value >= 0xDC00 && value <= 0xDFFF) {
+            AppendUtf8(utf8_, 0x10000 + ((highSurrogate_ - 0xD800) << 10) + (value - 0xDC00));
+            highSurrogate_ = 0;
+            return;
+        }
+        AppendUtf8(utf8_, 0xFFFD);
+        highSurrogate_ = 0;
+    }
+    if (value >= 0xD800 && value <= 0xDBFF) {
+        highSurrogate_ = value;
+        return;
+    }
+    // A lone low surrogate can't be written as UTF-8.
+    AppendUtf8(utf8_, value >= 0xDC00 && value <= 0xDFFF ? 0xFFFD : value);
+}
+
+void CharsetConverter::FlushRawRun() {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(pending_.data());
+    const size_t size = pending_.size();
+    for (size_t i = 0; i < size;) {
+        const size_t length = Utf8SequenceAt(bytes + i, size - i);
+        if (length) {
+            utf8_.append(pending_, i, length);
+            i += length;
+        } else {
+            AppendUtf8(utf8_, 0xFF00u | bytes[i]);  // the value it came as
+            ++i;
+        }
+    }
+    pending_.clear();
+}
+
+iconv_t CharsetConverter::HandleFor(uint32_t charset) {
+    auto found = handles_.find(charset);
+    if (found != handles_.end()) return found->second;
+    const auto entry = FindCharsetIconvName(charset);
+    iconv_t handle = entry ? iconv_open("UTF-8", entry->iconvName) : kNoHandle;
+    handles_[charset] = handle;
+    return handle;
+}
+
+void CharsetConverter::ConvertLegacy() {
+    if (pending_.empty()) return;
+    iconv_t handle = HandleFor(charset_);
+    char* in = pending_.data();
+    size_t inLeft = pending_.size();
+    char buffer[8192];
+    while (inLeft > 0) {
+        char* out = buffer;
+        size_t outLeft = sizeof buffer;
+        size_t rc = 0;
+        if (handle == kNoHandle) {
+            // No converter: ASCII as itself, everything else replaced.
+            const unsigned char c = static_cast<unsigned char>(*in);
+            if (c < 0x80) utf8_ += static_cast<char>(c);
+            else utf8_ += kReplacement;
+            ++in, --inLeft;
+            continue;
+        }
+        rc = iconv(handle, &in, &inLeft, &out, &outLeft);
+        utf8_.append(buffer, static_cast<size_t>(out - buffer));
+        if (rc == static_cast<size_t>(-1) && errno != E2BIG) {
+            // EILSEQ or a truncated character: one replacement, one byte on.
+            utf8_ += kReplacement;
+            ++in, --inLeft;
+            iconv(handle, nullptr, nullptr, nullptr, nullptr);
+        }
+    }
+    pending_.clear();
+}
+
+void CharsetConverter::Flush() {
+    if (unicode_) {
+        FlushRawRun();
+        if (highSurrogate_) AppendUtf8(utf8_, 0xFFFD), highSurrogate_ = 0;
+    } else {
+        ConvertLegacy();
+    }
+}

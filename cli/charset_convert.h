@@ -1,0 +1,57 @@
+// charset_convert.h - turns the characters a filter sends to SoPutChar into
+// UTF-8, by the CharsetId in force.
+//
+// Under a set of already decoded 16-bit values (0x14B00000 and its kin) a
+// value is a UTF-16 unit: pairs are joined, and a run of sign-extended raw
+// bytes (0xFF80..0xFFFF) whose low bytes form UTF-8 sequences of two or more
+// bytes is that UTF-8 text. Under a legacy set each value is one character's
+// bytes (a lead and trail byte for double-byte sets, sign-extended bytes
+// taken by their low byte); they are gathered and converted by iconv in runs.
+// Nothing is held back longer than the caller lets it: Flush converts all.
+#pragma once
+
+#include <iconv.h>
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+class CharsetConverter {
+public:
+    CharsetConverter();
+    ~CharsetConverter();
+    CharsetConverter(const CharsetConverter&) = delete;
+    CharsetConverter& operator=(const CharsetConverter&) = delete;
+
+    void SetCharset(uint32_t charset);
+    uint32_t charset() const { return charset_; }
+
+    // One character from SoPutChar; only its low 16 bits count.
+    void Put(uint32_t value) {
+        value &= 0xFFFFu;
+        if (value < 0x80 && unicode_ && pending_.empty() && !highSurrogate_)
+            utf8_ += static_cast<char>(value);
+        else
+            PutSlow(value);
+    }
+    // Converts whatever is waiting; afterwards utf8() holds everything put so far.
+    void Flush();
+    // The converted text; the caller takes it out and clears it.
+    std::string& utf8() { return utf8_; }
+    // Bytes waiting for conversion (legacy sets) or for the end of a run.
+    size_t pendingSize() const { return pending_.size(); }
+
+private:
+    void PutSlow(uint32_t value);
+    void PutUnicode(uint32_t value);
+    void FlushRawRun();
+    void ConvertLegacy();
+    iconv_t HandleFor(uint32_t charset);
+
+    uint32_t charset_ = 0x14B00000;
+    bool unicode_ = true;
+    uint32_t highSurrogate_ = 0;
+    std::string pending_;  // raw run (unicode) or legacy bytes
+    std::string utf8_;
+    std::map<uint32_t, iconv_t> handles_;
+};

@@ -1,0 +1,27 @@
+// commands.h - the CLI's commands and what they share: exit statuses, the
+// one-line complaint on stderr, opening an input file as an IoObject.
+// A new command is a function of this shape added to the table in main.cpp.
+#pragma once
+
+#include <string>
+
+#include "host/io_object.h"
+
+enum ExitStatus {
+    kExitOk = 0,
+    kExitRefused = 1,  // the document was refused: why, in words, on stderr
+    kExitUsage = 2,
+    kExitIo = 3
+};
+
+using CommandFn = int (*)(int argc, char** argv);  // argv[0] is the command's name
+
+int ViewCommand(int argc, char** argv);
+
+// "mailsift: <what>" on stderr.
+void Complain(const std::string& what);
+
+// Opens `path` for reading as a platform file object. Answers kExitOk and the
+// object, or the exit status after complaining (a missing or unreadable file,
+// a directory: kExitIo; a file too large for 32-bit positions: kExitRefused).
+int OpenInput(const std::string& path, IoObject** object);

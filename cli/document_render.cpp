@@ -1,0 +1,212 @@
+// document_render.cpp - the host's reading of the filter's calls; see
+// document_render.h.
+#include "cli/document_render.h"
+
+#include <algorithm>
+
+#include "cli/host_event.h"
+#include "host/constants.h"
+
+namespace {
+
+// The separator drawn for SoPutRule.
+const std::string_view kRuleLine =
+    "------------------------------------------------------------";
+
+// Registered texts are widened bytes (or 16-bit units); shown as Unicode.
+std::string TextToUtf8(const uint16_t* text, uint32_t length) {
+    std::string out;
+    for (uint32_t i = 0; i < length; ++i) AppendUtf8(out, text[i]);
+    return out;
+}
+
+}  // namespace
+
+std::string_view FixedText(uint32_t number) {
+    switch (number) {
+    case TXT_FROM: return "From";
+    case TXT_TO: return "To";
+    case TXT_BCC: return "Bcc";
+    case TXT_CC: return "Cc";
+    case TXT_SUBJECT: return "Subject";
+    case TXT_DATE: return "Date";
+    case TXT_NEWSGROUPS: return "Newsgroups";
+    case TXT_ATTACHMENTS: return "Attachments";
+    default: return "";
+    }
+}
+
+void DocumentRender::Drain() {
+    std::string& text = converter_.utf8();
+    if (text.empty()) return;
+    target_.Text(text);
+    text.clear();
+}
+
+void DocumentRender::Route() {
+    converter_.Flush();
+    if (tableDepth_ == 0) {
+        Drain();
+        return;
+    }
+    CurrentCell() += converter_.utf8();
+    converter_.utf8().clear();
+}
+
+std::string& DocumentRender::CurrentCell() {
+    if (cells_.empty()) cells_.emplace_back();
+    return cells_.back();
+}
+
+void DocumentRender::PutAscii(std::string_view text) {
+    Route();
+    if (tableDepth_ == 0)
+        target_.Text(text);
+    else
+        CurrentCell() += text;
+}
+
+void DocumentRender::Finish() {
+    Route();
+    if (tableDepth_ > 0) {  // a table the filter never closed
+        tableDepth_ = 1;
+        EndTable();
+    }
+}
+
+int32_t DocumentRender::PutSpecialChar(uint32_t kind) {
+    if (kind == SPC_TAB) PutAscii(tableDepth_ ? " " : "\t");
+    if (kind == SPC_PAGE_BREAK) PutAscii("\f");
+    return 0;
+}
+
+int32_t DocumentRender::PutBreak(uint32_t kind, uint32_t) {
+    switch (kind) {
+    case BRK_PARAGRAPH: PutAscii(tableDepth_ ? " " : "\n"); break;
+    case BRK_CELL_END:
+        Route();
+        if (tableDepth_) cells_.emplace_back();
+        break;
+    case BRK_ROW_END:
+        Route();
+        if (tableDepth_) EndRow();
+        break;
+    case BRK_SECTION_END:
+        PutAscii("\n");
+        PutAscii(kRuleLine);
+        PutAscii("\n");
+        break;
+    default: Route(); break;
+    }
+    return 0;
+}
+
+// A row closes with a cell break, so its last cell is empty: label and value
+// are the first two.
+void DocumentRender::EndRow() {
+    if (!cells_.empty() && cells_.back().empty()) cells_.pop_back();
+    if (!cells_.empty()) {
+        TableRow row;
+        row.label = cells_[0];
+        while (!row.label.empty() && (row.label.back() == ':' || row.label.back() == ' '))
+            row.label.pop_back();
+        for (size_t i = 1; i < cells_.size(); ++i) {
+            if (i > 1) row.value += ' ';
+            row.value += cells_[i];
+        }
+        row.labelId = rowLabelId_;
+        if (rowLabelId_ == TXT_ATTACHMENTS && row.value.find('[') != std::string::npos)
+            table_.attachments = true;
+        table_.rows.push_back(std::move(row));
+    }
+    cells_.clear();
+    rowLabelId_ = 0;
+}
+
+int32_t DocumentRender::BeginTable() {
+    Route();
+    if (tableDepth_++ == 0) {
+        table_ = RenderedTable{};
+        cells_.clear();
+        rowLabelId_ = 0;
+    }
+    return 0;
+}
+
+int32_t DocumentRender::EndTable() {
+    if (tableDepth_ == 0) return 0;
+    Route();
+    if (--tableDepth_ > 0) return 0;
+    EndRow();
+    target_.Table(table_);
+    table_ = RenderedTable{};
+    return 0;
+}
+
+int32_t DocumentRender::PutObject(const uint32_t*) {
+    PutAscii("[object]");
+    return 0;
+}
+
+int32_t DocumentRender::PutRule(const uint32_t*, uint32_t, uint32_t, uint32_t, uint32_t) {
+    PutAscii(kRuleLine);
+    return 0;
+}
+
+int32_t DocumentRender::BeginTag(uint32_t kind, uint32_t id, const uint32_t* record) {
+    if (kind != TAG_LINK) return 0;
+    PutAscii("[");
+    auto attachment = attachmentOf_.find(id);
+    if (attachment == attachmentOf_.end()) return 0;
+    const bool listed = std::any_of(attachments_.begin(), attachments_.end(),
+                                    [&](const AttachmentLink& a) {
+                                        return a.index == attachment->second;
+                                    });
+    if (listed) return 0;
+    AttachmentLink link;
+    link.index = attachment->second;
+    if (record) {
+        auto name = texts_.find(record[2]);
+        if (name != texts_.end()) link.name = name->second;
+    }
+    attachments_.push_back(std::move(link));
+    return 0;
+}
+
+int32_t DocumentRender::EndTag(uint32_t kind, uint32_t) {
+    if (kind == TAG_LINK) PutAscii("]");
+    return 0;
+}
+
+int32_t DocumentRender::RegisterText(const uint16_t* text, uint32_t, uint32_t length,
+                                     uint32_t* number) {
+    const uint32_t issued = nextText_++;
+    if (text) texts_[issued] = TextToUtf8(text, length);
+    if (number) *number = issued;
+    return 0;
+}
+
+int32_t DocumentRender::SetCharset(uint32_t charset) {
+    converter_.SetCharset(charset);
+    return 0;
+}
+
+int32_t DocumentRender::NewSubdoc(uint32_t* number) {
+    declaring_ = nextSubdoc_++;
+    if (number) *number = declaring_;
+    return 0;
+}
+
+int32_t DocumentRender::PutStringId(uint32_t number) {
+    if (tableDepth_ && cells_.size() <= 1 && CurrentCell().empty()) rowLabelId_ = number;
+    PutAscii(FixedText(number));
+    return 0;
+}
+
+int32_t DocumentRender::SetProperty(uint32_t form, uint32_t what, uint32_t a, uint32_t b) {
+    // The recipe (0x100, 0, index) names attachment number `index`.
+    if (form == PROP_RECIPE_STEP && what == STEP_SPECIAL && a == 0 && declaring_ != 0)
+        attachmentOf_[declaring_] = b;
+    if (form == PROP_RECIPE_END) declaring_ = 0;
+    return 0;
+}

@@ -1,0 +1,93 @@
+// document_render.h - a HostSink that turns the filter's calls into a
+// document: header tables as rows of label and value, body text as UTF-8,
+// links as [name], rules between parts, and the list of attachments that
+// the links declare. Where the document goes is a RenderTarget's business
+// (plain text, JSON). Body text is handed on in chunks as it comes; only
+// table rows are held until their table ends.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/charset_convert.h"
+#include "cli/host_sink.h"
+
+struct TableRow {
+    std::string label;  // fixed text or field name, without a trailing colon
+    std::string value;
+    uint32_t labelId = 0;  // the fixed text's number, 0 for a field name
+};
+
+struct RenderedTable {
+    std::vector<TableRow> rows;
+    bool attachments = false;  // the row of attachment links
+};
+
+struct AttachmentLink {
+    uint32_t index = 0;  // the filter's attachment number (recipe 0x100, 0, index)
+    std::string name;    // the link's registered name; empty when it has none
+};
+
+class RenderTarget {
+public:
+    virtual ~RenderTarget() = default;
+    virtual void Table(const RenderedTable& table) = 0;
+    virtual void Text(std::string_view utf8) = 0;
+};
+
+// The host's words behind the fixed-text numbers; empty for an unknown one.
+std::string_view FixedText(uint32_t number);
+
+class DocumentRender : public HostSink {
+public:
+    explicit DocumentRender(RenderTarget& target) : target_(target) {}
+
+    // Hands on everything still waiting; call once the run has ended.
+    void Finish();
+    const std::vector<AttachmentLink>& attachments() const { return attachments_; }
+
+    int32_t PutChar(uint32_t ch) override {
+        converter_.Put(ch);
+        if (tableDepth_ == 0 && converter_.utf8().size() >= kTextChunk) Drain();
+        return 0;
+    }
+    int32_t PutSpecialChar(uint32_t kind) override;
+    int32_t PutBreak(uint32_t kind, uint32_t zero) override;
+    int32_t BeginTable() override;
+    int32_t EndTable() override;
+    int32_t PutObject(const uint32_t* record) override;
+    int32_t PutRule(const uint32_t* record, uint32_t, uint32_t, uint32_t, uint32_t) override;
+    int32_t BeginTag(uint32_t kind, uint32_t id, const uint32_t* record) override;
+    int32_t EndTag(uint32_t kind, uint32_t id) override;
+    int32_t RegisterText(const uint16_t* text, uint32_t charset, uint32_t length,
+                         uint32_t* number) override;
+    int32_t SetCharset(uint32_t charset) override;
+    int32_t NewSubdoc(uint32_t* number) override;
+    int32_t PutStringId(uint32_t number) override;
+    int32_t SetProperty(uint32_t form, uint32_t a, uint32_t b, uint32_t c) override;
+
+private:
+    static constexpr size_t kTextChunk = 64 * 1024;
+
+    void Drain();                    // converted body text to the target
+    void Route();                    // everything put so far to where it belongs
+    void PutAscii(std::string_view text);
+    void EndRow();
+    std::string& CurrentCell();
+
+    RenderTarget& target_;
+    CharsetConverter converter_;
+    int tableDepth_ = 0;
+    RenderedTable table_;
+    std::vector<std::string> cells_;  // cells of the row being filled
+    uint32_t rowLabelId_ = 0;
+    std::map<uint32_t, std::string> texts_;  // registered texts by number
+    uint32_t nextText_ = 1;
+    uint32_t nextSubdoc_ = 1;
+    uint32_t declaring_ = 0;  // the sub-document whose recipe is being given
+    std::map<uint32_t, uint32_t> attachmentOf_;  // sub-document -> attachment index
+    std::vector<AttachmentLink> attachments_;
+};

@@ -1,0 +1,27 @@
+// text_output.h - plain text rendering: tables as aligned "Label: value"
+// lines, body text as it comes. Consecutive tables (the header table and the
+// attachments row) are aligned together.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cli/document_render.h"
+#include "cli/output_buffer.h"
+
+// The rows of `tables` as "Label: value" lines, values aligned in one column.
+std::string FormatTableLines(const std::vector<RenderedTable>& tables);
+
+class TextOutput : public RenderTarget {
+public:
+    explicit TextOutput(OutputBuffer& out) : out_(out) {}
+    void Table(const RenderedTable& table) override { pending_.push_back(table); }
+    void Text(std::string_view utf8) override;
+    void Finish();
+
+private:
+    void FlushTables();
+
+    OutputBuffer& out_;
+    std::vector<RenderedTable> pending_;
+};

@@ -1,0 +1,143 @@
+// view_command.cpp - `mailsift view`: render one document as text, JSON or
+// the transcript of host calls.
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "cli/commands.h"
+#include "cli/document_render.h"
+#include "cli/document_run.h"
+#include "cli/events_output.h"
+#include "cli/identify.h"
+#include "cli/json_output.h"
+#include "cli/text_output.h"
+
+namespace {
+
+enum class Format { Text, Events, Json };
+
+struct ViewOptions {
+    Format format = Format::Text;
+    long formatId = -1;  // --as; -1 to identify
+    std::string file;
+};
+
+bool ParseFormatId(const char* text, long* value) {
+    char* end = nullptr;
+    errno = 0;
+    *value = std::strtol(text, &end, 0);
+    return errno == 0 && end != text && *end == '\0' && *value >= 0 && *value <= 0xFFFF;
+}
+
+// Answers kExitOk, or kExitUsage after complaining.
+int ParseViewOptions(int argc, char** argv, ViewOptions* options) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        const bool hasValue = i + 1 < argc;
+        if (arg == "--format" && hasValue) {
+            const std::string value = argv[++i];
+            if (value == "text") options->format = Format::Text;
+            else if (value == "events") options->format = Format::Events;
+            else if (value == "json") options->format = Format::Json;
+            else return Complain("unknown format '" + value + "' (text, events, json)"), kExitUsage;
+        } else if (arg == "--as" && hasValue) {
+            if (!ParseFormatId(argv[++i], &options->formatId))
+                return Complain(std::string("--as needs a FormatId from 0 to 65535, not '") +
+                                argv[i] + "'"), kExitUsage;
+        } else if (arg.size() > 1 && arg[0] == '-') {
+            return Complain("view: unknown or incomplete option '" + arg + "'"), kExitUsage;
+        } else if (options->file.empty()) {
+            options->file = arg;
+        } else {
+            return Complain("view: one FILE only"), kExitUsage;
+        }
+    }
+    if (options->file.empty()) {
+        Complain("usage: mailsift view [--format text|events|json] [--as ID] FILE");
+        return kExitUsage;
+    }
+    return kExitOk;
+}
+
+// Runs the document into the renderer of the chosen format.
+DocumentOutcome Render(const FilterApi& api, IoObject* stream, uint16_t formatId,
+                       const ViewOptions& options, OutputBuffer& out) {
+    if (options.format == Format::Events) {
+        EventsOutput events(out);
+        return RunDocument(api, stream, formatId, events);
+    }
+    if (options.format == Format::Json) {
+        // The head of the object waits until the filter has accepted the file.
+        struct LateJson : RenderTarget {
+            OutputBuffer& out;
+            const ViewOptions& options;
+            uint16_t formatId;
+            std::unique_ptr<JsonOutput> json;
+            LateJson(OutputBuffer& o, const ViewOptions& v, uint16_t f)
+                : out(o), options(v), formatId(f) {}
+            JsonOutput& Get() {
+                if (!json) json = std::make_unique<JsonOutput>(out, options.file, formatId);
+                return *json;
+            }
+            void Table(const RenderedTable& table) override { Get().Table(table); }
+            void Text(std::string_view utf8) override { Get().Text(utf8); }
+        } target(out, options, formatId);
+        DocumentRender render(target);
+        DocumentOutcome outcome = RunDocument(api, stream, formatId, render);
+        if (outcome.kind == DocumentOutcome::Refused && !target.json) {
+            WriteJsonRefusal(out, options.file, formatId, outcome.code, outcome.reason);
+            return outcome;
+        }
+        render.Finish();
+        target.Get().Finish(render.attachments());
+        return outcome;
+    }
+    TextOutput text(out);
+    DocumentRender render(text);
+    DocumentOutcome outcome = RunDocument(api, stream, formatId, render);
+    render.Finish();
+    text.Finish();
+    return outcome;
+}
+
+}  // namespace
+
+int ViewCommand(int argc, char** argv) {
+    ViewOptions options;
+    int status = ParseViewOptions(argc, argv, &options);
+    if (status != kExitOk) return status;
+    IoObject* stream = nullptr;
+    status = OpenInput(options.file, &stream);
+    if (status != kExitOk) return status;
+
+    FilterApi api;
+    std::string error;
+    if (!FilterLoad(&api, &error)) {
+        stream->Close(stream);
+        Complain(error);
+        return kExitIo;
+    }
+    const uint16_t formatId = options.formatId >= 0 ? static_cast<uint16_t>(options.formatId)
+                                                    : IdentifyDocument(stream);
+    OutputBuffer out(stdout);
+    const DocumentOutcome outcome = Render(api, stream, formatId, options, out);
+    out.Flush();
+    stream->Close(stream);
+    FilterUnload(&api);
+
+    if (outcome.kind == DocumentOutcome::Refused) {
+        Complain(options.file + ": " + outcome.reason);
+        return kExitRefused;
+    }
+    if (outcome.kind == DocumentOutcome::Failed) {
+        Complain(options.file + ": " + outcome.reason);
+        return kExitIo;
+    }
+    if (out.failed()) {
+        Complain("cannot write the output");
+        return kExitIo;
+    }
+    return kExitOk;
+}

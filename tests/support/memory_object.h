@@ -1,0 +1,52 @@
+// memory_object.h - an IoObject over an owned copy of a byte buffer, for
+// tests. Read, Seek, Tell and GetInfo (3: a settable name, 14: 8-bit name)
+// behave like a file; Open is the platform's, so range and decoding objects
+// can be derived from it. Failures can be injected.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "host/io_object.h"
+
+struct MemoryObjectOptions {
+    std::string name = "memory.eml";
+    bool failRead = false;        // every Read answers -1
+    bool failSeek = false;        // every Seek answers -1
+    uint32_t shortReads = 0;      // when not 0, a Read delivers at most this many bytes
+    uint32_t failReadFrom = 0;    // when not 0, Reads fail once the position reaches it
+};
+
+// What the object saw; lives as long as the object.
+struct MemoryObjectStats {
+    uint32_t reads = 0;
+    uint32_t seeks = 0;
+    uint32_t largestRequest = 0;  // the largest count a Read asked for
+};
+
+// Makes the object; it frees itself through its Close.
+IoObject* MemoryObjectOpen(std::string_view bytes, const MemoryObjectOptions& options = {});
+// The statistics of an object made by MemoryObjectOpen.
+const MemoryObjectStats& MemoryObjectStatsOf(const IoObject* object);
+
+// Owns one memory object for the length of a test and closes it at the end.
+class MemoryObject {
+public:
+    explicit MemoryObject(std::string_view bytes, const MemoryObjectOptions& options = {})
+        : object_(MemoryObjectOpen(bytes, options)) {}
+    ~MemoryObject() {
+        if (object_) object_->Close(object_);
+    }
+    MemoryObject(const MemoryObject&) = delete;
+    MemoryObject& operator=(const MemoryObject&) = delete;
+
+    IoObject* get() const { return object_; }
+    const MemoryObjectStats& stats() const { return MemoryObjectStatsOf(object_); }
+
+private:
+    IoObject* object_;
+};
+
+// The bytes of a file, or an empty string when it can't be read.
+std::string ReadWholeFile(const std::string& path);

@@ -1,0 +1,68 @@
+// recording_host.h - a host for tests: records every host call the filter
+// makes, answers paragraph breaks from a script, and shows the output either
+// as the raw transcript (the `events` lines) or as rendered output: the
+// characters and breaks with the charset, attributes and text colour in force
+// at each one.
+//
+// It drives nothing by itself; FilterSession (filter_session.h) runs a
+// document through it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "cli/host_event.h"
+
+// One unit of rendered output.
+struct RenderedItem {
+    enum Kind : uint8_t { Char, Special, Break } kind = Char;
+    uint32_t value = 0;       // the character, the special kind or the break kind
+    uint32_t charset = 0;     // CharsetId in force (0 before any SoSetCharset)
+    uint32_t attributes = 0;  // bit (1 << n) set while attribute n is on
+    uint32_t colour = 0;      // text colour in force
+
+    bool operator==(const RenderedItem&) const = default;
+};
+
+class RecordingHost : public EventSink {
+public:
+    // The answer to a paragraph break: `ordinal` counts the kind 1 breaks of
+    // this host from 1. Kinds other than 1 are answered 0 unless the script
+    // set with SetBreakScript says otherwise.
+    using BreakScript = std::function<uint16_t(uint32_t kind, size_t ordinal)>;
+
+    void StopAtEveryParagraph();
+    void StopAtParagraph(size_t ordinal);  // adds one more stop
+    void SetBreakScript(BreakScript script);
+    void NeverStop();
+
+    const std::vector<HostEvent>& Calls() const { return calls_; }
+    size_t paragraphBreaks() const { return paragraphBreaks_; }
+    // Events from index `from` on, one line each, "\n" after every line.
+    std::string Transcript(size_t from = 0) const;
+    std::vector<RenderedItem> Rendered(size_t from = 0) const;
+    // Rendered output as UTF-8, every character taken as a Unicode value
+    // whatever the charset: breaks of kind 1 and 0x13 are "\n", a cell end
+    // " | ", a tab "\t". Handy for ASCII assertions.
+    std::string Text(size_t from = 0) const;
+    // Calls of one routine id.
+    size_t Count(int id) const;
+    // Forgets the calls from index `size` on (numbers handed out stay used).
+    void Truncate(size_t size) {
+        if (size < calls_.size()) calls_.resize(size);
+    }
+
+protected:
+    void Record(HostEvent& event) override { calls_.push_back(event); }
+    uint16_t BreakAnswer(uint32_t kind) override;
+
+private:
+    std::vector<HostEvent> calls_;
+    std::vector<size_t> stops_;
+    bool stopAll_ = false;
+    BreakScript script_;
+    size_t paragraphBreaks_ = 0;
+};
