@@ -1,0 +1,172 @@
+// Field values with RFC 2047 words through a recording host, and the B, Q
+// and UTF-7 decoders on their own.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "charset/charset.h"
+#include "tests/charset/hosted_proc.h"
+
+namespace {
+
+std::string Shown(const char* value, bool withLineBuf = false) {
+    HostedProc hosted;
+    if (withLineBuf) {
+        EXPECT_EQ(TextBufferAlloc(&hosted.proc()->lineBuf, 1024), 0);
+    }
+    PutEncodedText(value, hosted.proc());
+    return hosted.Compact();
+}
+
+TEST(PutEncodedText, WordsInEachKindOfCharset) {
+    EXPECT_EQ(Shown("=?iso-8859-1?Q?caf=E9_x?="), "[80101]caf{E9} x[14B00000]");
+    EXPECT_EQ(Shown("=?utf-8?B?4oKs?="), "[14B00000]{20AC}[14B00000]");
+    EXPECT_EQ(Shown("=?shift_jis?B?gqBB?="), "[13A40000]{82A0}A[14B00000]");
+    // an unknown charset: the bytes go out one by one, unsigned
+    EXPECT_EQ(Shown("=?x-foo?Q?=E9?="), "[14B00000]{E9}[14B00000]");
+    // UTF-8 inside a word: long sequences are one replacement, a stray byte is 0,
+    // a sequence cut by the end of the text takes zeros
+    EXPECT_EQ(Shown("=?UTF-8?Q?=F0=9F=98=80=80=C3?="), "[14B00000]{FFFD}{0}{C0}[14B00000]");
+}
+
+TEST(PutEncodedText, Iso2022WordsSwitchTheHostCharset) {
+    // JIS pair, then the return to ASCII whose terminating zero is not shown
+    EXPECT_EQ(Shown("=?iso-2022-jp?B?GyRCJCIbKEI=?="),
+              "[10000100][13A40000]{82A0}[10000100][14B00000]");
+    // a Korean designation cut by the end of the text changes nothing
+    EXPECT_EQ(Shown("=?iso-2022-kr?Q?ab=1B$?="), "[10000100]ab[14B00000]");
+    EXPECT_EQ(Shown("=?iso-2022-kr?Q?=1B$)C=30=21?="), "[10000100][13B50000]{3021}[14B00000]");
+}
+
+TEST(PutEncodedText, Utf7Words) {
+    EXPECT_EQ(Shown("=?utf-7?Q?a+-b+AOk?="), "[14B00000]a+b{E9}[14B00000]");
+    // a '-' closing a run is absorbed; two units from six symbols
+    EXPECT_EQ(Shown("=?utf-7?Q?+AOkA6Q-x?="), "[14B00000]{E9}{E9}x[14B00000]");
+    EXPECT_EQ(Shown("=?utf-7?Q?+AOkA6Q-x?=", true), "[14B00000]{E9}{E9}x[14B00000]");
+    // a surrogate pair passes as two units
+    EXPECT_EQ(Shown("=?utf-7?Q?+2D3eAA-?="), "[14B00000]{D83D}{DE00}[14B00000]");
+}
+
+TEST(PutEncodedText, WhatIsNotAWordIsShownAsItStands) {
+    EXPECT_EQ(Shown(nullptr), "");
+    EXPECT_EQ(Shown(""), "");
+    EXPECT_EQ(Shown("=?iso-8859-1?X?abc?="), "=?iso-8859-1?X?abc?=");
+    EXPECT_EQ(Shown("a=?"), "a=?");
+    EXPECT_EQ(Shown("=?utf-8?Q"), "=?utf-8?Q");
+    EXPECT_EQ(Shown("=?utf-8?Qx?="), "=?utf-8?Qx?=");
+    // raw 8-bit bytes outside words are sign-extended
+    EXPECT_EQ(Shown("caf\xE9"), "caf{FFE9}");
+    // a charset name of 31 bytes is accepted, one of 32 is not
+    std::string name31(31, 'x');
+    std::string name32(32, 'x');
+    EXPECT_EQ(Shown(("=?" + name31 + "?Q?a?=").c_str()), "[14B00000]a[14B00000]");
+    std::string word32 = "=?" + name32 + "?Q?a?=";
+    EXPECT_EQ(Shown(word32.c_str()), word32);
+}
+
+TEST(PutEncodedText, AdjacentAndUnterminatedWords) {
+    // white space between words is ordinary text
+    EXPECT_EQ(Shown("=?iso-8859-1?Q?a?= =?iso-8859-1?Q?b?="), "[80101]a[14B00000] [80101]b[14B00000]");
+    EXPECT_EQ(Shown("Re: =?utf-8?Q?x?=!"), "Re: [14B00000]x[14B00000]!");
+    // without "?=" the word runs to the end of the value
+    EXPECT_EQ(Shown("x =?utf-8?Q?caf=C3=A9"), "x [14B00000]caf{E9}[14B00000]");
+    // Q text ending in a lone '=' gives a zero byte, which ends the text
+    EXPECT_EQ(Shown("=?iso-8859-1?Q?ab=?=c"), "[80101]ab[14B00000]c");
+    EXPECT_EQ(Shown("=?iso-8859-1?Q?a=00b?="), "[80101]a[14B00000]");
+    // an empty decoded text still switches the charset
+    EXPECT_EQ(Shown("=?utf-8?Q?" "?="), "[14B00000][14B00000]");
+    EXPECT_EQ(Shown("=?utf-8?B?QQ?="), "[14B00000]A[14B00000]");
+}
+
+TEST(PutEncodedText, LongAndHostileValues) {
+    // a value at the line limit made of words, and one long malformed word
+    std::string many;
+    while (many.size() < 64000) many += "=?utf-8?B?4oKs?= =?iso-2022-jp?B?GyRC?=";
+    HostedProc hosted;
+    PutEncodedText(many.c_str(), hosted.proc());
+    EXPECT_EQ(hosted.host().Count(SO_PUTCHAR), many.size() / 39 * 2);
+    std::string broken = "=?utf-8?B?" + std::string(64000, '\xFF');
+    HostedProc other;
+    PutEncodedText(broken.c_str(), other.proc());
+    // 64000 symbols of value 63 decode to 48000 bytes of 0xFF: each reads as 0
+    EXPECT_EQ(other.host().Count(SO_PUTCHAR), 48000u);
+    // a UTF-7 run is cut to the scratch capacity: 511 units at 1024 bytes
+    std::string utf7 = "=?utf-7?Q?+" + std::string(5000, 'B') + "?=";
+    HostedProc third;
+    PutEncodedText(utf7.c_str(), third.proc());
+    EXPECT_EQ(third.host().Count(SO_PUTCHAR), 511u);
+    HostedProc fourth;
+    ASSERT_EQ(TextBufferAlloc(&fourth.proc()->lineBuf, 2048), 0);
+    PutEncodedText(utf7.c_str(), fourth.proc());
+    EXPECT_EQ(fourth.host().Count(SO_PUTCHAR), 1023u);
+}
+
+std::string DecodedB(std::string text) {
+    text.push_back('\0');
+    DecodeB(text.data(), static_cast<uint32_t>(text.size() - 1));
+    return std::string(text.c_str());
+}
+
+std::string DecodedQ(std::string text) {
+    text.push_back('\0');
+    DecodeQ(text.data(), static_cast<uint32_t>(text.size() - 1));
+    return std::string(text.c_str());
+}
+
+TEST(DecodeB, GroupsPaddingAndStrayBytes) {
+    EXPECT_EQ(DecodedB("QUJD"), "ABC");
+    EXPECT_EQ(DecodedB("QUJDRA=="), "ABCD");
+    EXPECT_EQ(DecodedB("QUI="), "AB");
+    EXPECT_EQ(DecodedB("QQ"), "A");
+    EXPECT_EQ(DecodedB("Q"), "");
+    EXPECT_EQ(DecodedB(""), "");
+    // a group cut by '=' is taken to span five positions
+    EXPECT_EQ(DecodedB("QQ=xxQUJD"), "AABC");
+    // white space is not skipped: it is a symbol of value 63
+    EXPECT_EQ(DecodedB("Q Q="), "C\xF4");
+    // only `length` bytes are read
+    char buffer[] = "QUJDQUJD";
+    EXPECT_STREQ(DecodeB(buffer, 4), "ABC");
+}
+
+TEST(DecodeQ, UnderscoresHexAndBadDigits) {
+    EXPECT_EQ(DecodedQ("a_b=41=4a=4A"), "a bAJJ");
+    EXPECT_EQ(DecodedQ("=g1x"), "\x01x");
+    EXPECT_EQ(DecodedQ("a=zzb"), "a");  // =zz is a zero byte
+    EXPECT_EQ(DecodedQ("ab="), "ab");
+    // no line-end handling: "=" takes CR and LF as its digits
+    std::string softBreak = "=\r\nx";
+    softBreak.push_back('\0');
+    DecodeQ(softBreak.data(), 4);
+    EXPECT_EQ(softBreak[0], '\0');
+    EXPECT_EQ(softBreak[1], 'x');
+    char buffer[] = "=41=42";
+    EXPECT_STREQ(DecodeQ(buffer, 3), "A");
+}
+
+TEST(DecodeUtf7Run, UnitsFromSymbols) {
+    uint16_t out[8];
+    std::memset(out, 0xAB, sizeof out);
+    DecodeUtf7Run(out, 7, "AOk", 3);
+    EXPECT_EQ(out[0], 0x00E9);
+    EXPECT_EQ(out[1], 0);
+    // 8 symbols give 3 units; a rest of 4 gives 2 more
+    DecodeUtf7Run(out, 7, "AEEAQgBDAEQB", 12);
+    EXPECT_EQ(std::u16string(reinterpret_cast<char16_t*>(out)), u"ABCD\u0100");
+    // capacity cuts the run and still ends with a zero unit
+    DecodeUtf7Run(out, 2, "AEEAQgBDAEQB", 12);
+    EXPECT_EQ(std::u16string(reinterpret_cast<char16_t*>(out)), u"AB");
+    DecodeUtf7Run(out, 7, "", 0);
+    EXPECT_EQ(out[0], 0);
+}
+
+TEST(EncodedTextLength, StopsAtTheClose) {
+    EXPECT_EQ(EncodedTextLength(nullptr), 0u);
+    EXPECT_EQ(EncodedTextLength(""), 0u);
+    EXPECT_EQ(EncodedTextLength("?="), 0u);
+    EXPECT_EQ(EncodedTextLength("abc?=def?="), 3u);
+    EXPECT_EQ(EncodedTextLength("a?b=c"), 5u);
+}
+
+}  // namespace
