@@ -32,7 +32,8 @@ bool FilterLoad(FilterApi* api, std::string* error) {
     void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!library) {
         const char* why = dlerror();
-        *error = "cannot load the mail filter " + path + ": " + (why ? why : "unknown error");
+        // dlerror names the file itself.
+        *error = std::string("cannot load the mail filter: ") + (why ? why : path.c_str());
         return false;
     }
     auto getRtns = reinterpret_cast<decltype(&VwGetRtns)>(dlsym(library, "VwGetRtns"));

@@ -84,6 +84,9 @@ std::vector<RenderedItem> RecordingHost::Rendered(size_t from) const {
         } else if (event.id == SO_PUTBREAK) {
             item.kind = RenderedItem::Break;
             item.value = ArgAt(event, 0);
+        } else if (event.id == SO_PUTSTRINGID) {
+            item.kind = RenderedItem::StringId;
+            item.value = ArgAt(event, 0);
         } else {
             continue;
         }
@@ -97,6 +100,10 @@ std::string RecordingHost::Text(size_t from) const {
     for (const RenderedItem& item : Rendered(from)) {
         if (item.kind == RenderedItem::Char) {
             AppendUtf8(out, item.value);
+        } else if (item.kind == RenderedItem::StringId) {
+            out += '{';
+            AppendEventNumber(out, item.value);
+            out += '}';
         } else if (item.kind == RenderedItem::Special) {
             out += item.value == SPC_TAB ? "\t" : "\f";
         } else if (item.value == BRK_PARAGRAPH || item.value == BRK_ROW_END) {

@@ -18,8 +18,8 @@
 
 // One unit of rendered output.
 struct RenderedItem {
-    enum Kind : uint8_t { Char, Special, Break } kind = Char;
-    uint32_t value = 0;       // the character, the special kind or the break kind
+    enum Kind : uint8_t { Char, Special, Break, StringId } kind = Char;
+    uint32_t value = 0;       // the character, special kind, break kind or text number
     uint32_t charset = 0;     // CharsetId in force (0 before any SoSetCharset)
     uint32_t attributes = 0;  // bit (1 << n) set while attribute n is on
     uint32_t colour = 0;      // text colour in force
@@ -46,7 +46,8 @@ public:
     std::vector<RenderedItem> Rendered(size_t from = 0) const;
     // Rendered output as UTF-8, every character taken as a Unicode value
     // whatever the charset: breaks of kind 1 and 0x13 are "\n", a cell end
-    // " | ", a tab "\t". Handy for ASCII assertions.
+    // " | ", a tab "\t", a fixed text its number as {0x1366D}. Handy for
+    // ASCII assertions.
     std::string Text(size_t from = 0) const;
     // Calls of one routine id.
     size_t Count(int id) const;
