@@ -6,6 +6,7 @@
 // fields are then picked out of it. Knows nothing of multipart structure.
 // Lines longer than kMaxLineSize keep their start; the rest is read and
 // dropped, so a line never grows the buffer without bound.
+#include <algorithm>
 #include <cstring>
 
 #include "message/message.h"
@@ -27,8 +28,41 @@ bool LineRoomAt(TextBuffer* line, uint16_t index) {
     return TextBufferAlloc(line, static_cast<uint16_t>(line->size + kLineGrowStep)) == 0;
 }
 
-bool IsStop(uint16_t c, const char* stops, size_t stopCount) {
-    return c > 0 && std::memchr(stops, c, stopCount) != nullptr;
+// The stop characters of one read, as a set of byte values. A zero byte is
+// never among them: the stop string ends at its first zero.
+struct StopSet {
+    uint64_t bits[4] = {};
+    explicit StopSet(const char* stops) {
+        for (const char* p = stops; *p != '\0'; ++p) {
+            uint8_t c = static_cast<uint8_t>(*p);
+            bits[c >> 6] |= uint64_t{1} << (c & 63);
+        }
+    }
+    bool Has(uint8_t c) const { return (bits[c >> 6] >> (c & 63)) & 1; }
+};
+
+// Appends bytes at *at as far as the line has room; the rest is dropped.
+void LineAppend(TextBuffer* line, uint16_t* at, const uint8_t* bytes, size_t count) {
+    while (count > 0 && LineRoomAt(line, *at)) {
+        size_t n = std::min<size_t>(count, static_cast<size_t>(line->size - 1 - *at));
+        std::memcpy(line->text + *at, bytes, n);
+        *at = static_cast<uint16_t>(*at + n);
+        bytes += n;
+        count -= n;
+    }
+}
+
+// Takes the bytes in front of the next stop byte out of the reader's buffer
+// in one run, without the per-byte step. False when the buffer ran out first.
+bool TakeRun(ByteReader* reader, const StopSet& stops, TextBuffer* line, uint16_t* at) {
+    const uint8_t* start = reader->next;
+    const uint8_t* end = start + reader->remaining;
+    const uint8_t* p = start;
+    while (p < end && !stops.Has(*p)) ++p;
+    LineAppend(line, at, start, static_cast<size_t>(p - start));
+    reader->remaining = static_cast<int16_t>(end - p);
+    reader->next = const_cast<uint8_t*>(p);
+    return p < end;
 }
 
 // After a header parse the line buffer goes back to its usual size, so that
@@ -62,18 +96,23 @@ void AddField(HeaderList* headers, char* nameBlock, char* name, const char* valu
 
 char* ReadUntil(ByteReader* reader, TextBuffer* line, uint16_t* index, const char* stops,
                 uint32_t keepStop) {
+    const StopSet stopSet(stops);
     uint16_t first = *index;
     uint16_t at = first;
-    size_t stopCount = std::strlen(stops);
-    uint16_t c = ReaderGet(reader);
+    uint16_t c = kReaderEnd;
     bool stopped = false;
-    while (c != kReaderEnd) {
-        if (IsStop(c, stops, stopCount)) {
+    for (;;) {
+        if (reader->remaining > 0 && !TakeRun(reader, stopSet, line, &at)) continue;
+        // Either a stop byte is next in the buffer, or the buffer is empty
+        // and this refills it.
+        c = ReaderGet(reader);
+        if (c == kReaderEnd) break;
+        if (stopSet.Has(static_cast<uint8_t>(c))) {
             stopped = true;
             break;
         }
-        if (LineRoomAt(line, at)) line->text[at++] = static_cast<char>(c);
-        c = ReaderGet(reader);
+        uint8_t byte = static_cast<uint8_t>(c);
+        LineAppend(line, &at, &byte, 1);
     }
     if (stopped) {
         if (!keepStop) {
