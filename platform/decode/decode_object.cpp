@@ -133,10 +133,19 @@ void DecodeMore(DecodeObject* d) {
     if (Produced(d) - last.outOffset >= d->checkpointEvery) AddCheckpoint(d);
 }
 
-// Restarts the decoder at the last checkpoint at or before `target`.
-void Rewind(DecodeObject* d, uint64_t target) {
+size_t NearestCheckpointIndex(const DecodeObject* d, uint64_t target) {
     size_t i = d->checkpoints.size();
     while (i > 1 && d->checkpoints[i - 1].outOffset > target) --i;
+    return i - 1;
+}
+
+const Checkpoint& NearestCheckpoint(const DecodeObject* d, uint64_t target) {
+    return d->checkpoints[NearestCheckpointIndex(d, target)];
+}
+
+// Restarts the decoder at the last checkpoint at or before `target`.
+void Rewind(DecodeObject* d, uint64_t target) {
+    size_t i = NearestCheckpointIndex(d, target) + 1;
     const Checkpoint& from = d->checkpoints[i - 1];
     size_t size = d->kind->stateSize;
     std::memcpy(d->state.get(), &d->checkpointStates[(i - 1) * size], size);
@@ -173,6 +182,11 @@ int32_t DoRead(IoObject* object, void* buf, uint32_t count, uint32_t* got) {
                 continue;
             }
             if (d->decodeEnded) break;
+            if (d->position - end > kKeepBehind && NearestCheckpoint(d, d->position).outOffset > end) {
+                // A jump ahead into ground decoded before: start from its checkpoint.
+                Rewind(d, d->position);
+                continue;
+            }
             DecodeMore(d);
         }
     } catch (const std::bad_alloc&) {

@@ -17,7 +17,10 @@ namespace {
 
 MemoryBase* AsBase(IoObject* object) { return reinterpret_cast<MemoryBase*>(object); }
 
-int32_t BaseClose(IoObject*) { return 0; }
+int32_t BaseClose(IoObject* object) {
+    AsBase(object)->closed = true;
+    return 0;
+}
 
 int32_t BaseRead(IoObject* object, void* buf, uint32_t count, uint32_t* got) {
     MemoryBase* base = AsBase(object);
@@ -31,6 +34,7 @@ int32_t BaseRead(IoObject* object, void* buf, uint32_t count, uint32_t* got) {
     }
     std::memcpy(buf, base->data.data() + base->position, n);
     base->position += n;
+    base->bytesRead += n;
     *got = static_cast<uint32_t>(n);
     return 0;
 }

@@ -21,6 +21,8 @@ struct MemoryBase {
     std::string name = "base.txt";
     uint32_t biggestAsk = 0;            // the largest count a caller asked for
     int seeks = 0;
+    uint64_t bytesRead = 0;             // bytes handed out by Read
+    bool closed = false;
 };
 
 // The object stays the test's: Close does nothing, so a test can look at it.
