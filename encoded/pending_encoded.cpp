@@ -5,8 +5,3 @@ uint16_t ScanSegments(ByteReader*, uint32_t, uint32_t, MessagePart*, GrowList*, 
                       uint16_t) {
     return 0;
 }
-
-// Until the sniffer lands no document is taken as one block as a whole.
-uint32_t SniffEncoded(ByteReader*, uint32_t, uint32_t, uint32_t, TextBuffer*) { return 0; }
-
-int32_t BinHexNext(ByteReader*, uint16_t*, BinHexState*) { return -9; }
