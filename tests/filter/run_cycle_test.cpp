@@ -38,7 +38,7 @@ TEST(RunCycle, SectionPreambleAndDocumentEnd) {
                                "SoSetProperty 27 16384 0 0\n", 0), 0u)
         << transcript;
     EXPECT_NE(transcript.find("SoPutChar 104\nSoPutChar 105\nSoPutBreak 1 0 => 0\n"), std::string::npos);
-    EXPECT_EQ(transcript.substr(transcript.size() - 19), "SoPutBreak 2 0 => 0\n") << transcript;
+    EXPECT_EQ(transcript.substr(transcript.size() - 20), "SoPutBreak 2 0 => 0\n") << transcript;
     EXPECT_EQ(host.Count(SO_BEGINTABLE), 0u) << "a headerless document shows no header";
 }
 
