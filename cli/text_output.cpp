@@ -27,7 +27,11 @@ std::string FormatTableLines(const std::vector<RenderedTable>& tables) {
     for (const RenderedTable& table : tables)
         for (const TableRow& row : table.rows) width = std::max(width, DisplayWidth(row.label));
     std::string lines;
-    for (const RenderedTable& table : tables) {
+    for (size_t t = 0; t < tables.size(); ++t) {
+        const RenderedTable& table = tables[t];
+        // Header blocks in a row (a message, then its first part) stay apart;
+        // an attachments row belongs to the block above it.
+        if (t > 0 && !table.attachments) lines += '\n';
         for (const TableRow& row : table.rows) {
             lines += row.label;
             lines += ':';

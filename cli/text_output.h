@@ -1,6 +1,6 @@
 // text_output.h - plain text rendering: tables as aligned "Label: value"
-// lines, body text as it comes. Consecutive tables (the header table and the
-// attachments row) are aligned together.
+// lines, body text as it comes. Consecutive tables (header blocks and the
+// attachments row) are aligned together; a blank line parts two header blocks.
 #pragma once
 
 #include <string>
