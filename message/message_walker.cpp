@@ -170,6 +170,8 @@ uint32_t FindBoundaryLine(ByteReader* reader, TextBuffer* line, const char* boun
 
 int32_t WalkMessage(ByteReader* reader, const char* boundary, PartList* parts, uint32_t keepAll,
                     TextBuffer* line) {
+    // A stream without a reader (none could be made) has no header to find.
+    if (reader == nullptr || parts == nullptr) return kNoHeader;
     Walk walk{reader, parts, line, 0};
     // levels[0] is the caller's; each further one is a multipart being walked.
     WalkLevel levels[kMaxNesting + 1];

@@ -64,6 +64,7 @@ TEST(HeaderScanner, FieldStartsAndBodyStarts) {
     const std::tuple<const char*, uint32_t, int32_t> bodies[] = {
         {"A: b\n\nbody", 6, 0},           {"A: b\r\rbody", 6, 0},    {"A: b\r\n\nbody", 7, 0},
         {"A: b\r\n\r\nbody", 8, 0},       {"A: b\n\r\nC: d\n\nx", 13, 0},
+        {"A: b\r\n\rC: d\n\nx", 13, 0},
         {"Subject: x", 11, 0},            {"", 1, kNoHeader},        {"\n", 2, kNoHeader},
         {"\n\nA: b\n\n", 2, kNoHeader},   {"\r\n\r\nbody", 4, kNoHeader},
     };

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <random>
 
 #include "message_fixture.h"
 
@@ -281,6 +282,38 @@ TEST(WalkMessageCorpus, EveryFileWalksWithinItsBounds) {
                 EXPECT_LE(uint64_t{part.bodyOffset} + part.bodyLength, text.size()) << entry.path() << " " << i;
             }
         }
+        if (walked.Count() > 0 && walked.At(0).isMultipart) {
+            EXPECT_LT(PlanMultipart(walked.parts, 0), walked.Count()) << entry.path();
+        }
     }
     EXPECT_GT(files, 1000u);
+}
+
+TEST(WalkMessageCorpus, MangledMailStaysWithinBounds) {
+    // Delimiters, line ends and blank lines dropped into real mail at random
+    // places: the walk and the plan end, and every range stays in the input.
+    const std::string source = Corpus("mailparser/test/fixtures/nested.eml");
+    const std::string pieces[] = {"\n--", "\r", "\n\n", "----=_NextPart_00", "--\n", "Content-Type: multipart/x; boundary=",
+                                  std::string(1, '\0')};
+    std::mt19937 random(20240601);
+    for (int round = 0; round < 300; ++round) {
+        std::string text = source;
+        for (int edit = 0; edit < 8; ++edit) {
+            size_t at = random() % (text.size() + 1);
+            if (random() % 3 == 0) {
+                text.erase(at, random() % 40);
+            } else {
+                text.insert(at, pieces[random() % std::size(pieces)]);
+            }
+        }
+        Walked walked(text);
+        for (uint16_t i = 0; i < walked.Count(); ++i) {
+            const MessagePart& part = walked.At(i);
+            if (part.isMultipart || part.bodyLength >= kToEnd) continue;
+            EXPECT_LE(uint64_t{part.bodyOffset} + part.bodyLength, text.size()) << round;
+        }
+        if (walked.Count() > 0 && walked.At(0).isMultipart) {
+            EXPECT_LT(PlanMultipart(walked.parts, 0), walked.Count());
+        }
+    }
 }

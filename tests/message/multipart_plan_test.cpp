@@ -5,6 +5,7 @@
 
 #include "message_fixture.h"
 
+using message_test::Headers;
 using message_test::Walked;
 
 namespace {
@@ -150,4 +151,26 @@ TEST(PlanMultipart, DeepNestingPlansEveryLevelWithinTheBound) {
     // A leaf with no preference number loses in its alternative.
     EXPECT_EQ(walked.At(kMaxNesting).display, DISPLAY_LOSER);
     EXPECT_EQ(walked.At(kMaxNesting).parentKind, MP_ALTERNATIVE);
+}
+
+TEST(PlanMultipart, SelfContainingBoundariesStayBounded) {
+    // Every record a multipart whose boundary contains every other: each
+    // level sees all later records as its children. Unbounded, the plan
+    // would take 2^n steps; the bounds make it end.
+    Headers header("Content-Type: multipart/alternative; boundary=b\n\n");
+    PartList* parts = ListCreate(0, 0, sizeof(MessagePart), 4, 4);
+    char boundary[] = "b";
+    for (uint16_t i = 0; i < 200; ++i) {
+        MessagePart record{};
+        record.headers = header.list;
+        record.boundary = i == 0 ? nullptr : boundary;
+        record.isMultipart = i + 1 < 200;
+        record.partIndex = i;
+        ListAdd(parts, &record);
+    }
+    // Past the nesting bound a nested multipart is not planned and is its own start.
+    EXPECT_EQ(PlanMultipart(parts, 0), kMaxNesting + 1);
+    EXPECT_EQ(ListAt<MessagePart>(parts, 1)->parentKind, MP_ALTERNATIVE);
+    EXPECT_EQ(PlanMultipart(parts, 200), 200);  // an index past the list plans nothing
+    ListDestroy(parts);
 }
