@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <iterator>
+#include <memory>
+#include <random>
 #include <string>
 
 #include "charset/charset.h"
@@ -100,6 +103,39 @@ TEST(PutEncodedText, LongAndHostileValues) {
     ASSERT_EQ(TextBufferAlloc(&fourth.proc()->lineBuf, 2048), 0);
     PutEncodedText(utf7.c_str(), fourth.proc());
     EXPECT_EQ(fourth.host().Count(SO_PUTCHAR), 1023u);
+}
+
+// Values stitched from pieces of words, each in a block of exactly its own
+// size so that a read past the terminating zero is caught by the sanitizer.
+TEST(PutEncodedText, RandomStitchedValuesEndInPlainText) {
+    const char* pieces[] = {"=?", "?=", "?Q?", "?B?", "?q?", "utf-8", "iso-2022-jp", "utf-7",
+                            "shift_jis", "big5", "=E9", "=", "+AOk", "+", "-", "\x1B$B", "\x1B(",
+                            "GyRC", "4oKs", "_", " ", "\xC3", "\xFF", "QQ==", "abc",
+                            "=?utf-8?Q?", "=?iso-2022-jp?B?", "=?utf-7?Q?", "=?big5?B?",
+                            "=?utf-8?B?", "=?iso-2022-kr?Q?"};
+    std::mt19937 random(2047);
+    int withWords = 0;
+    for (int round = 0; round < 3000; ++round) {
+        std::string value;
+        size_t count = random() % 12;
+        for (size_t i = 0; i < count; ++i) value += pieces[random() % std::size(pieces)];
+        auto block = std::make_unique<char[]>(value.size() + 1);
+        std::memcpy(block.get(), value.c_str(), value.size() + 1);
+        HostedProc hosted;
+        PutEncodedText(block.get(), hosted.proc());
+        uint32_t last = 0;
+        for (const HostEvent& event : hosted.host().Calls())
+            if (event.id == SO_SETCHARSET) last = event.args[0].number;
+        // the host is left in 0x14B00000 after a word, untouched without one
+        if (last != 0) {
+            EXPECT_EQ(last, CharsetPlain) << value;
+            ++withWords;
+        }
+        if (value.find("=?") == std::string::npos) {
+            EXPECT_EQ(last, 0u) << value;
+        }
+    }
+    EXPECT_GT(withWords, 1000);
 }
 
 std::string DecodedB(std::string text) {

@@ -121,12 +121,28 @@ AttachRecord Attachment(uint16_t owner, const char* name = nullptr) {
     return record;
 }
 
-TEST(ShowAttachmentRow, LinksOnlyThePartsOwnAttachments) {
+// A FilterProc with its parameter buffer and an attachments list, which
+// owns the names of its records.
+class AttachmentRow : public testing::Test {
+protected:
+    void SetUp() override {
+        MarkCells(proc);
+        ASSERT_EQ(TextBufferAlloc(&proc->paramBuf, 512), 0);
+        proc->attachments = ListCreate(0, 0, sizeof(AttachRecord), 4, 4);
+    }
+    void TearDown() override {
+        for (uint16_t i = 0; i < ListCount(proc->attachments); ++i)
+            StringFree(ListAt<AttachRecord>(proc->attachments, i)->nameBlock);
+        ListDestroy(proc->attachments);
+        HeaderListFree(part.headers);
+    }
+
     HostedProc hosted;
     FilterProc* proc = hosted.proc();
-    MarkCells(proc);
-    ASSERT_EQ(TextBufferAlloc(&proc->paramBuf, 512), 0);
-    proc->attachments = ListCreate(0, 0, sizeof(AttachRecord), 4, 4);
+    MessagePart part{};
+};
+
+TEST_F(AttachmentRow, LinksOnlyThePartsOwnAttachments) {
     AttachRecord forHtml = Attachment(1, "inline.png");
     forHtml.forFilter1101 = 1;
     AttachRecord forRtf = Attachment(1);
@@ -135,7 +151,6 @@ TEST(ShowAttachmentRow, LinksOnlyThePartsOwnAttachments) {
     AttachRecord other = Attachment(2, "b.zip");
     AttachRecord unnamed = Attachment(1);
     for (AttachRecord* r : {&forHtml, &forRtf, &named, &other, &unnamed}) ListAdd(proc->attachments, r);
-    MessagePart part{};
     part.partIndex = 1;
     part.headers = MakeHeaders({{"Content-Type:", "application/octet-stream; name=\"c d.bin\""}});
 
@@ -156,24 +171,16 @@ TEST(ShowAttachmentRow, LinksOnlyThePartsOwnAttachments) {
     // a part whose attachments all go to a support filter gets no table
     hosted.host().Truncate(0);
     part.partIndex = 3;
+    AttachRecord rtfOnly = Attachment(3);
+    rtfOnly.forFilter1028 = 1;
+    ListAdd(proc->attachments, &rtfOnly);
     ShowAttachmentRow(&part, proc);
     EXPECT_EQ(hosted.host().Calls().size(), 0u);
-
-    for (uint16_t i = 0; i < ListCount(proc->attachments); ++i)
-        StringFree(ListAt<AttachRecord>(proc->attachments, i)->nameBlock);
-    ListDestroy(proc->attachments);
-    HeaderListFree(part.headers);
 }
 
-TEST(ShowAttachmentRow, UnnamedLinkUsesTheFixedText) {
-    HostedProc hosted;
-    FilterProc* proc = hosted.proc();
-    MarkCells(proc);
-    ASSERT_EQ(TextBufferAlloc(&proc->paramBuf, 512), 0);
-    proc->attachments = ListCreate(0, 0, sizeof(AttachRecord), 4, 4);
+TEST_F(AttachmentRow, UnnamedLinkUsesTheFixedText) {
     AttachRecord unnamed = Attachment(0);
     ListAdd(proc->attachments, &unnamed);
-    MessagePart part{};
     ShowAttachmentRow(&part, proc);
     EXPECT_EQ(Rows(hosted),
               "<SoBeginTable><SoPutStringId 0x13685><SoPutBreak 20 0 => 0>"
@@ -181,7 +188,6 @@ TEST(ShowAttachmentRow, UnnamedLinkUsesTheFixedText) {
               "<SoBeginTag 0x8003000C 1 [0,1,0xFFFFFFFF]><SoPutStringId 0x13685><SoEndTag 0x8003000C 1>"
               "<SoPutBreak 20 0 => 0><SoPutRowFormat [0,0,240,1,0,0,0]><cell 1><cell 2>"
               "<SoPutBreak 19 0 => 0><SoEndTable>");
-    ListDestroy(proc->attachments);
 }
 
 std::string Corpus(const std::string& path) {
