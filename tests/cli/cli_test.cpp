@@ -5,6 +5,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -53,6 +54,19 @@ TEST(Cli, JsonAndEventsRenderingsMatchTheirExpectedFiles) {
     const CliResult events = RunCli({"view", "--format", "events", kExamples + "tiny.eml"});
     EXPECT_EQ(events.status, 0) << events.err;
     EXPECT_EQ(events.out, ReadWholeFile(kExamples + "tiny.events"));
+
+    // Attachment links become the attachments list; the first header block
+    // is `headers`, a part's header block is text.
+    const CliResult parts = RunCli({"view", "--format", "json", kExamples + "attachment.eml"});
+    EXPECT_EQ(parts.status, 0) << parts.err;
+    EXPECT_NE(parts.out.find("{\"label\": \"Cc\", \"value\": \"boss@example.org\"}"),
+              std::string::npos);
+    EXPECT_NE(parts.out.find("\"text\": \"Content-Type:              text/plain; charset=utf-8\\n"),
+              std::string::npos)
+        << parts.out;
+    EXPECT_TRUE(parts.out.ends_with(
+        ", \"attachments\": [{\"index\": 0, \"name\": \"figures-q1.pdf\"}]}\n"))
+        << parts.out;
 
     // --as overrides identification and shows in the JSON.
     const CliResult as = RunCli({"view", "--format", "json", "--as", "0x4A8",
@@ -115,6 +129,31 @@ TEST(Cli, UsageAndInputErrorsHaveTheirOwnStatus) {
     run = RunCli({"view", kExamples + "welcome.eml"}, {"MAILSIFT_FILTER=/nonexistent/lib.so"});
     EXPECT_EQ(run.status, 3);
     EXPECT_NE(run.err.find("cannot load the mail filter"), std::string::npos) << run.err;
+}
+
+// Files their authors broke on purpose: each ends with a rendering or a
+// refusal, never a crash, a hang or a second line of complaint.
+TEST(Cli, SurvivesTheDeliberatelyBrokenCorpusFiles) {
+    int tried = 0;
+    for (const auto& entry :
+         std::filesystem::recursive_directory_iterator(MAILSIFT_CORPUS_DIR)) {
+        if (!entry.is_regular_file()) continue;
+        std::string name = entry.path().filename().string();
+        std::transform(name.begin(), name.end(), name.begin(), ::tolower);
+        const bool broken = name.find("malformed") != std::string::npos ||
+                            name.find("bad") != std::string::npos ||
+                            name.find("broken") != std::string::npos ||
+                            name.find("invalid") != std::string::npos ||
+                            name.find("corrupt") != std::string::npos;
+        if (!broken) continue;
+        const CliResult run = RunCli({"view", "--format", "json", entry.path().string()});
+        EXPECT_EQ(run.signal, 0) << entry.path();
+        EXPECT_TRUE(run.status == 0 || run.status == 1) << entry.path() << run.err;
+        EXPECT_LE(Lines(run.err), 1) << entry.path();
+        EXPECT_EQ(run.out.back(), '\n') << entry.path();
+        ++tried;
+    }
+    EXPECT_GT(tried, 50);
 }
 
 TEST(Cli, OddInputsEndCleanly) {
