@@ -26,6 +26,9 @@ int32_t ReadChar(ByteReader* reader, uint16_t* count, uint32_t charset) {
     *count = 1;
     uint16_t first = ReaderGet(reader);
     if (first == kReaderEnd) return kCharEnd;
+    // Below 0x80 only UTF-7 units have lead bytes: the common ASCII byte
+    // skips the table.
+    if (first < 0x80 && charset != CharsetUtf7) return first;
     if (IsSingleByteCharset(charset) || !IsLeadByte(first, charset)) return first;
     if (charset == CharsetUtf8) return ReadUtf8Tail(reader, static_cast<uint8_t>(first), count);
     // A double-byte set, or UTF-7 delivered as two-byte units high byte first.
