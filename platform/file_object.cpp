@@ -100,23 +100,13 @@ int32_t FileRead(IoObject* object, void* buf, uint32_t count, uint32_t* got) {
 
 int32_t FileSeek(IoObject* object, uint16_t whence, int32_t offset) {
     FileObject* file = AsFile(object);
-    int64_t target;
-    if (whence == 0) {
-        target = static_cast<uint32_t>(offset);
-    } else if (whence == 1) {
-        target = static_cast<int64_t>(file->position) + offset;
-    } else if (whence == 2) {
+    auto endOf = [file](uint64_t* end) {
         struct stat info;
-        if (fstat(file->fd, &info) != 0) return kIoFailed;
-        target = static_cast<int64_t>(info.st_size) + offset;
-    } else {
-        return kIoFailed;
-    }
-    // Past the end is allowed (reads then give 0 bytes); before the start or
-    // beyond a 32-bit position is not.
-    if (target < 0 || target > 0xFFFFFFFFll) return kIoFailed;
-    file->position = static_cast<uint64_t>(target);
-    return 0;
+        if (fstat(file->fd, &info) != 0) return false;
+        *end = static_cast<uint64_t>(info.st_size);
+        return true;
+    };
+    return SeekTarget(whence, offset, file->position, endOf, &file->position) ? 0 : kIoFailed;
 }
 
 int32_t FileTell(IoObject* object, uint32_t* pos) {

@@ -24,6 +24,29 @@ constexpr int32_t kIoNotAnswered = -10;    // a GetInfo question we don't answer
 // GetInfo 14 answer: the name comes as bytes.
 constexpr uint32_t kNameKindBytes = 2;
 
+// The position a Seek asks for: whence 0 from the start (the offset taken as
+// unsigned), 1 from `position`, 2 from the end, which `endOf(&end)` finds only
+// when asked. False for an unknown whence, an end that can't be found, or a
+// target before the start or beyond a 32-bit position; past the end is fine.
+template <typename EndOf>
+bool SeekTarget(uint16_t whence, int32_t offset, uint64_t position, EndOf endOf, uint64_t* target) {
+    int64_t at;
+    if (whence == 0) {
+        at = static_cast<uint32_t>(offset);
+    } else if (whence == 1) {
+        at = static_cast<int64_t>(position) + offset;
+    } else if (whence == 2) {
+        uint64_t end = 0;
+        if (!endOf(&end)) return false;
+        at = static_cast<int64_t>(end) + offset;
+    } else {
+        return false;
+    }
+    if (at < 0 || at > 0xFFFFFFFFll) return false;
+    *target = static_cast<uint64_t>(at);
+    return true;
+}
+
 // The directory that a sibling of `object` lives in, or null when `object`
 // is not a platform object or does not sit over a file of ours. The text
 // belongs to the object and lives as long as it does.

@@ -86,21 +86,8 @@ bool EffectiveLength(RangeObject* range, uint64_t* length) {
 
 int32_t RangeSeek(IoObject* object, uint16_t whence, int32_t offset) {
     RangeObject* range = AsRange(object);
-    int64_t target;
-    if (whence == 0) {
-        target = static_cast<uint32_t>(offset);
-    } else if (whence == 1) {
-        target = static_cast<int64_t>(range->position) + offset;
-    } else if (whence == 2) {
-        uint64_t length = 0;
-        if (!EffectiveLength(range, &length)) return kIoFailed;
-        target = static_cast<int64_t>(length) + offset;
-    } else {
-        return kIoFailed;
-    }
-    if (target < 0 || target > 0xFFFFFFFFll) return kIoFailed;
-    range->position = static_cast<uint64_t>(target);
-    return 0;
+    auto endOf = [range](uint64_t* end) { return EffectiveLength(range, end); };
+    return SeekTarget(whence, offset, range->position, endOf, &range->position) ? 0 : kIoFailed;
 }
 
 int32_t RangeTell(IoObject* object, uint32_t* pos) {

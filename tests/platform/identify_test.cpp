@@ -133,13 +133,13 @@ TEST(Identify, TnefAndPictures) {
 }
 
 TEST(Identify, OtherBinaryFormatsThroughLibmagic) {
-    std::string zip(
+    static const char kZip[] =
         "PK\x03\x04\x14\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00"
         "\x00\x00\x05\x00\x00\x00" "a.txt"
         "PK\x01\x02\x14\x00\x14\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00"
         "\x00\x00\x00\x00\x05\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00" "a.txt"
-        "PK\x05\x06\x00\x00\x00\x00\x01\x00\x01\x00\x33\x00\x00\x00\x23\x00\x00\x00\x00\x00", 120);
-    uint16_t zipFormat = Identify(zip);
+        "PK\x05\x06\x00\x00\x00\x00\x01\x00\x01\x00\x33\x00\x00\x00\x23\x00\x00\x00\x00\x00";
+    uint16_t zipFormat = Identify(std::string(kZip, sizeof(kZip) - 1));
     uint16_t gzipFormat = Identify(std::string("\x1F\x8B\x08\x00\x00\x00\x00\x00\x00\x03", 10) + SomeBinary(50));
     uint16_t pdfFormat = Identify("%PDF-1.4\n1 0 obj\n<< /Type /Catalog >>\nendobj\n");
     for (uint16_t format : {zipFormat, gzipFormat, pdfFormat}) {
@@ -312,12 +312,9 @@ TEST(Identify, MimeTypeForListings) {
     pdf->Close(pdf);
 }
 
-// Every mailbox of the corpus that the index lists opens as one, and every
-// file of a few folders of one kind gets that kind.
+// Every file of a few corpus folders of one kind gets that kind.
 TEST(Identify, CorpusFilesOfOneKind) {
-    for (const char* file : {"mhtml-parser/demos/hn.mhtml", "mhtml-parser/demos/mdn.mhtml"}) {
-        EXPECT_EQ(IdentifyFile(Corpus(file)), 1198) << file;
-    }
+    EXPECT_EQ(IdentifyFile(Corpus("mhtml-parser/demos/hn.mhtml")), 1198);
     for (const auto& entry : std::filesystem::directory_iterator(Corpus("usenet-yenc/yenc/multipart"))) {
         if (entry.path().filename().string().rfind("000000", 0) != 0) continue;
         EXPECT_EQ(IdentifyFile(entry.path().string()), 1193) << entry.path();

@@ -1,5 +1,4 @@
-// Tests of the small services: widening of byte texts and the filter-access
-// service while no support filter exists.
+// Tests of CopyWideText, which the filter uses to widen fixed names.
 #include <cstdint>
 #include <vector>
 
@@ -19,20 +18,6 @@ TEST(CopyWideText, WidensEachByteUnsigned) {
     CopyWideText(wide, "");
     EXPECT_EQ(wide[0], 0);
     EXPECT_EQ(wide[1], 0x00E9);  // nothing past the NUL is touched
-}
-
-TEST(DelegateService, SaysNoSupportFilterIsAvailable) {
-    VwRoutine entries[5] = {};
-    uint16_t info = 7;
-    uint16_t status = 0;
-    for (uint16_t filterId : {1181, 1028}) {
-        status = 0;
-        DelegateOpen(nullptr, filterId, entries, &info, &status);
-        EXPECT_NE(status, 0) << filterId;
-    }
-    int context = 0;
-    EXPECT_EQ(DelegateSwitch(&context, nullptr), nullptr);
-    DelegateClose(0);
 }
 
 }  // namespace
