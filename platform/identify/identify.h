@@ -38,8 +38,8 @@ uint16_t IdentifyByMagic(const uint8_t* data, size_t length);
 // The FormatId of a MIME type in the table, or 0.
 uint16_t FormatOfMimeType(const char* mimeType);
 
-// libmagic's MIME type of the bytes, or null when libmagic isn't usable. The
-// text is valid until the next call on this thread.
+// libmagic's MIME type of the bytes, text types included (for listings), or
+// null when libmagic isn't usable. Valid until the next call on this thread.
 const char* MagicMimeType(const uint8_t* data, size_t length);
 
 bool LooksLikeRtf(const uint8_t* data, size_t length);
