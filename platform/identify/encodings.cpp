@@ -82,13 +82,12 @@ bool IsBeginLine(const TextLine& line) {
 bool HasOpening(const uint8_t* data, size_t length, ValueOf value) {
     LineCursor cursor(data, length);
     TextLine line;
+    bool afterBegin = false;
     while (cursor.Next(&line)) {
-        if (!IsBeginLine(line)) continue;
-        TextLine next;
-        if (!cursor.Next(&next)) return value == UuValue;  // cut off: the common kind
-        if (DataLineBytes(next, value) >= 0) return true;
+        if (afterBegin && DataLineBytes(line, value) >= 0) return true;
+        afterBegin = IsBeginLine(line);
     }
-    return false;
+    return afterBegin && value == UuValue;  // the data was cut off: the common kind
 }
 
 // A run of data lines with no opening in front: two or more starting with a

@@ -14,7 +14,6 @@ namespace identify {
 struct TextLine {
     const char* text;
     size_t length;
-    bool terminated;  // false for a last line that the window may have cut
 };
 
 class LineCursor {
@@ -30,7 +29,6 @@ public:
         while (n < rest && start[n] != '\n' && start[n] != '\r') ++n;
         line->text = start;
         line->length = n;
-        line->terminated = n < rest;
         size_t end = n;
         if (end < rest && start[end] == '\r') ++end;
         if (end < rest && start[end] == '\n') ++end;  // LF, or the LF of CR LF

@@ -208,6 +208,7 @@ TEST(Identify, UuencodeOpeningAndContinuation) {
     EXPECT_EQ(Identify(opening), 4050);
     EXPECT_EQ(Special(opening), 4050);
     EXPECT_EQ(Identify("Here it is:\n\n" + opening), 4050);
+    EXPECT_EQ(Special("begin 644 one\nbegin 644 two\n" + lines), 4050);
     // Data alone: a later piece, also when the window cuts a line.
     EXPECT_EQ(Identify(lines), 4051);
     EXPECT_EQ(Special(lines), 4051);
