@@ -32,7 +32,16 @@ bool IsDigit(uint16_t c) { return c >= '0' && c <= '9'; }
 bool IsHexDigit(uint16_t c) {
     return IsDigit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
 }
-bool IsBase64Symbol(uint16_t c) { return c < 0x80 && Base64Value(static_cast<uint8_t>(c)) != kBase64Invalid; }
+constexpr bool IsBase64Symbol(uint16_t c) { return c < 0x80 && Base64Value(static_cast<uint8_t>(c)) != kBase64Invalid; }
+
+// Base64 symbols that open nothing: 'b' and 'x' may start an opening.
+struct PlainSymbols {
+    bool is[256];
+    constexpr PlainSymbols() : is() {
+        for (int c = 0; c < 256; ++c) is[c] = IsBase64Symbol(static_cast<uint16_t>(c)) && c != 'b' && c != 'x';
+    }
+};
+constexpr PlainSymbols kPlain;
 
 // 1 when the bytes at the reader equal `key`; the reader does not move.
 bool BytesAt(ByteReader* reader, const char* key) {
@@ -109,6 +118,7 @@ private:
     };
 
     Flow Pass();
+    bool SkimSymbols();
     Flow WatchBase64();
     Flow WatchPadding();
     Flow WatchBlanks();
@@ -156,6 +166,11 @@ uint32_t Sniffer::Run() {
     do Take(); while (IsWhite(c_) && pos_ < limit_);
     if (pos_ >= limit_) return 0;
     for (;;) {
+        if (SkimSymbols()) {
+            if (Hopeless()) return 0;
+            if (pos_ >= limit_) return Finish();
+            continue;
+        }
         Flow flow = Pass();
         if (flow == Flow::kDone) return result_;
         if (flow == Flow::kFinish) return Finish();
@@ -170,6 +185,29 @@ void Sniffer::Take() {
     prev_ = c_;
     c_ = ReaderGet(reader_);
     pos_ = ReaderTell(reader_);
+}
+
+// Most bytes of a base64 body, and of words, are symbols that open nothing;
+// before any block is found their pass does no more than count the run and
+// mark text. A run of them is taken here straight from the reader's buffer,
+// with the same effect as passing over each. True when c_ was such a symbol;
+// c_ is then the byte behind the run.
+bool Sniffer::SkimSymbols() {
+    if (found_ || c_ == kEnd || !kPlain.is[c_]) return false;
+    uint32_t more = 0;
+    uint32_t room = limit_ - pos_ - 1;  // bytes behind c_ whose pass lies below the limit
+    int32_t buffered = reader_->remaining > 0 ? reader_->remaining : 0;
+    const uint8_t* next = reader_->next;
+    while (more < static_cast<uint32_t>(buffered) && more < room && kPlain.is[next[more]]) ++more;
+    if (!notBase64_) run_ = static_cast<uint16_t>(run_ + 1 + more);
+    other_ = strict_;
+    if (more > 0) {
+        c_ = next[more - 1];
+        reader_->next += more;
+        reader_->remaining = static_cast<int16_t>(reader_->remaining - more);
+    }
+    Take();
+    return true;
 }
 
 // A part that has shown text and given up base64, with no quoted-printable
