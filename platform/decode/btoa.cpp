@@ -19,10 +19,6 @@ enum : uint32_t { kSeeking = 0, kData = 1, kDone = 2 };
 
 constexpr uint32_t kPowers[5] = {52200625, 614125, 7225, 85, 1};
 
-bool StartsWith(const uint8_t* line, size_t length, std::string_view prefix) {
-    return length >= prefix.size() && std::memcmp(line, prefix.data(), prefix.size()) == 0;
-}
-
 void PutWord(uint32_t word, size_t bytes, uint8_t* out) {
     for (size_t k = 0; k < bytes; ++k) out[k] = static_cast<uint8_t>(word >> (24 - 8 * k));
 }
@@ -115,8 +111,8 @@ DecodeStep BtoaDecode(BtoaState* state, const uint8_t* in, size_t n, bool atEnd,
         const uint8_t* p = in + pos;
         bool lineStart = state->midLine == 0;
         if (state->phase == kSeeking) {
-            if (lineStart && (StartsWith(p, line.length, "xbtoa Begin") ||
-                              StartsWith(p, line.length, "xbtoa5 ")))
+            if (lineStart && (LineStartsWith(p, line.length, "xbtoa Begin") ||
+                              LineStartsWith(p, line.length, "xbtoa5 ")))
                 state->phase = kData;
         } else if (lineStart && line.length > 0 && p[0] == 'x') {
             made += Finish(state, p, line.length, out + made);

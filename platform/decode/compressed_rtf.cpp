@@ -97,7 +97,7 @@ DecodeStep RtfDecode(RtfState* state, const uint8_t* in, size_t n, bool atEnd, u
     if (state->kind == kStored && !state->finished) {
         size_t take = n - pos < room ? n - pos : room;
         if (take > state->storedLeft) take = state->storedLeft;
-        std::memcpy(o, in + pos, take);
+        if (take > 0) std::memcpy(o, in + pos, take);
         o += take;
         pos += take;
         state->storedLeft -= static_cast<uint32_t>(take);

@@ -19,6 +19,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 constexpr size_t kLineMax = 4096;        // longest line looked at as a whole
 constexpr size_t kMinInput = 16384;      // at least kLineMax + a terminator
@@ -41,6 +42,9 @@ struct LineSpan {
 // Finds the line at in[0..n): ends at LF, CR LF or a lone CR. False when
 // more input is needed to tell where it ends (never with atEnd and n > 0).
 bool LineNext(const uint8_t* in, size_t n, bool atEnd, LineSpan* line);
+
+// Whether the line starts with `prefix` (exactly, with case).
+bool LineStartsWith(const uint8_t* line, size_t length, std::string_view prefix);
 
 // Blanks that transports add at line ends.
 size_t TrimTrailingBlanks(const uint8_t* line, size_t length);

@@ -17,10 +17,6 @@ namespace {
 
 constexpr size_t kFullLine = 61;
 
-bool StartsWith(const uint8_t* p, size_t length, std::string_view prefix) {
-    return length >= prefix.size() && std::memcmp(p, prefix.data(), prefix.size()) == 0;
-}
-
 bool IsBinHexLine(const uint8_t* p, size_t length) {
     static constexpr std::string_view alphabet =
         "!\"#$%&'()*+,-012345689@ABCDEFGHIJKLMNPQRSTUVXYZ[`abcdefhijklmpqr";
@@ -40,7 +36,7 @@ uint32_t AlphabetOf(const uint8_t* p, size_t length) {
 }
 
 bool IsBeginLine(const uint8_t* p, size_t length) {
-    return StartsWith(p, length, "begin ") && length > 6 && p[6] >= '0' && p[6] <= '7';
+    return LineStartsWith(p, length, "begin ") && length > 6 && p[6] >= '0' && p[6] <= '7';
 }
 
 }  // namespace
@@ -56,7 +52,7 @@ uint32_t DetectEncoding(const uint8_t* in, size_t n, bool atEnd) {
         size_t length = TrimTrailingBlanks(p, line.length);
         pos += line.next;
         if (!line.whole) continue;
-        if (StartsWith(p, length, "=ybegin ")) return 18;
+        if (LineStartsWith(p, length, "=ybegin ")) return 18;
         std::string_view text(reinterpret_cast<const char*>(p), length);
         if (text.find("(This file must be converted with BinHex") != std::string_view::npos ||
             IsBinHexLine(p, length))

@@ -9,6 +9,7 @@
 #include "platform/decode/decoders.h"
 
 bool LineNext(const uint8_t* in, size_t n, bool atEnd, LineSpan* line) {
+    if (n == 0) return false;
     size_t span = n < kLineMax + 1 ? n : kLineMax + 1;
     const void* lf = std::memchr(in, '\n', span);
     size_t lfAt = lf ? static_cast<size_t>(static_cast<const uint8_t*>(lf) - in) : span;
@@ -42,4 +43,8 @@ bool LineNext(const uint8_t* in, size_t n, bool atEnd, LineSpan* line) {
 size_t TrimTrailingBlanks(const uint8_t* line, size_t length) {
     while (length > 0 && (line[length - 1] == ' ' || line[length - 1] == '\t')) --length;
     return length;
+}
+
+bool LineStartsWith(const uint8_t* line, size_t length, std::string_view prefix) {
+    return length >= prefix.size() && std::memcmp(line, prefix.data(), prefix.size()) == 0;
 }

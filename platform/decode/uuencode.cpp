@@ -40,14 +40,9 @@ constexpr std::array<uint8_t, 256> MakeXxTable() {
 constexpr std::array<uint8_t, 256> kUuTable = MakeUuTable();
 constexpr std::array<uint8_t, 256> kXxTable = MakeXxTable();
 
-bool StartsWith(const uint8_t* line, size_t length, std::string_view prefix) {
-    return length >= prefix.size() &&
-           std::string_view(reinterpret_cast<const char*>(line), prefix.size()) == prefix;
-}
-
 // "begin", blanks, an octal mode, a blank: the opening of a block.
 bool IsBeginLine(const uint8_t* line, size_t length) {
-    if (!StartsWith(line, length, "begin ")) return false;
+    if (!LineStartsWith(line, length, "begin ")) return false;
     size_t i = 5;
     while (i < length && line[i] == ' ') ++i;
     size_t digits = 0;
@@ -56,7 +51,7 @@ bool IsBeginLine(const uint8_t* line, size_t length) {
 }
 
 bool IsEndLine(const uint8_t* line, size_t length) {
-    return StartsWith(line, length, "end") && TrimTrailingBlanks(line, length) == 3;
+    return LineStartsWith(line, length, "end") && TrimTrailingBlanks(line, length) == 3;
 }
 
 }  // namespace

@@ -14,10 +14,6 @@
 
 namespace {
 
-bool StartsWith(const uint8_t* line, size_t length, std::string_view prefix) {
-    return length >= prefix.size() && std::memcmp(line, prefix.data(), prefix.size()) == 0;
-}
-
 // Decodes data bytes; an escape cut off by the line's end is dropped.
 size_t DecodeData(const uint8_t* p, size_t length, uint8_t* out) {
     uint8_t* o = out;
@@ -47,11 +43,11 @@ DecodeStep YencDecode(YencState* state, const uint8_t* in, size_t n, bool atEnd,
         const uint8_t* p = in + pos;
         size_t take = line.next;
         bool lineStart = state->midLine == 0;
-        if (lineStart && StartsWith(p, line.length, "=ybegin ")) {
+        if (lineStart && LineStartsWith(p, line.length, "=ybegin ")) {
             state->inBlock = 1;
-        } else if (lineStart && StartsWith(p, line.length, "=yend")) {
+        } else if (lineStart && LineStartsWith(p, line.length, "=yend")) {
             state->inBlock = 0;
-        } else if (lineStart && state->inBlock && StartsWith(p, line.length, "=ypart ")) {
+        } else if (lineStart && state->inBlock && LineStartsWith(p, line.length, "=ypart ")) {
             // Offsets of the part; the stream order is what counts.
         } else if (state->inBlock) {
             size_t length = line.length;
