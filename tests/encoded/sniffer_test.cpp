@@ -43,6 +43,17 @@ TEST(SnifferTest, BareBase64IsToldByItsLines) {
     EXPECT_EQ(SniffDocument(line + line), TC_BASE64);
 }
 
+TEST(SnifferTest, RunsAreCountedExactlyAcrossTheReadersBuffer) {
+    // The reader fills 2048 bytes at a time; these runs end before, on and
+    // behind that boundary.
+    for (size_t blankLines : {1000u, 1017u, 1020u, 1023u}) {
+        std::string lead = Repeat("\r\n", blankLines);
+        EXPECT_EQ(SniffPart(lead + Base64Symbols(13) + "\r\n"), TC_BASE64) << blankLines;
+        EXPECT_EQ(SniffPart(lead + Base64Symbols(12) + "\r\n"), 0u) << blankLines;
+        EXPECT_EQ(SniffPart(lead + Base64Symbols(13) + "\n"), 0u) << blankLines;
+    }
+}
+
 TEST(SnifferTest, TextThatLooksAlmostLikeBase64IsNot) {
     EXPECT_EQ(SniffPart("hello"), 0u);
     EXPECT_EQ(SniffPart("hello world, this is plain text\r\n"), 0u);
