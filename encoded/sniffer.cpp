@@ -195,7 +195,8 @@ void Sniffer::Take() {
 bool Sniffer::SkimSymbols() {
     if (found_ || c_ == kEnd || !kPlain.is[c_]) return false;
     uint32_t more = 0;
-    uint32_t room = limit_ - pos_ - 1;  // bytes behind c_ whose pass lies below the limit
+    // Bytes behind c_ whose pass still lies below the limit.
+    uint32_t room = pos_ < limit_ ? limit_ - pos_ - 1 : 0;
     int32_t buffered = reader_->remaining > 0 ? reader_->remaining : 0;
     const uint8_t* next = reader_->next;
     while (more < static_cast<uint32_t>(buffered) && more < room && kPlain.is[next[more]]) ++more;
