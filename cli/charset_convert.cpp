@@ -1,6 +1,7 @@
 // charset_convert.cpp - CharsetId to UTF-8, see charset_convert.h.
 #include "cli/charset_convert.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -11,6 +12,9 @@ namespace {
 
 // Legacy bytes are converted once this many wait.
 constexpr size_t kLegacyRun = 16384;
+// Converted text is kept in one flat buffer that grows only when a caller
+// lets text pile up (a long table cell).
+constexpr size_t kInitialRoom = 128 * 1024;
 const char kReplacement[] = "\xEF\xBF\xBD";
 const iconv_t kNoHandle = reinterpret_cast<iconv_t>(-1);
 
@@ -42,7 +46,7 @@ size_t Utf8SequenceAt(const unsigned char* p, size_t left) {
 
 }  // namespace
 
-CharsetConverter::CharsetConverter() { utf8_.reserve(1 << 16); }
+CharsetConverter::CharsetConverter() { out_.resize(kInitialRoom); }
 
 CharsetConverter::~CharsetConverter() {
     for (auto& [charset, handle] : handles_)
@@ -54,11 +58,24 @@ void CharsetConverter::SetCharset(uint32_t charset) {
     Flush();
     charset_ = charset;
     unicode_ = IsUnicodeSet(charset);
+    UpdateDirect();
+}
+
+void CharsetConverter::Append(const char* data, size_t size) {
+    if (out_.size() - used_ < size) out_.resize(std::max(out_.size() * 2, used_ + size));
+    out_.replace(used_, size, data, size);
+    used_ += size;
+}
+
+void CharsetConverter::PutCodePoint(uint32_t cp) {
+    char buf[4];
+    Append(buf, EncodeUtf8(buf, cp));
 }
 
 void CharsetConverter::PutSlow(uint32_t value) {
     if (unicode_) {
         PutUnicode(value);
+        UpdateDirect();
         return;
     }
     const bool twoBytes = !IsSingleByte(charset_) && value > 0xFF && (value >> 8) != 0xFF;
@@ -69,18 +86,21 @@ void CharsetConverter::PutSlow(uint32_t value) {
 
 void CharsetConverter::PutUnicode(uint32_t value) {
     if (value >= 0xFF80) {  // a raw byte, maybe part of UTF-8 text
-        if (highSurrogate_) AppendUtf8(utf8_, 0xFFFD), highSurrogate_ = 0;
+        if (highSurrogate_) {
+            PutCodePoint(0xFFFD);
+            highSurrogate_ = 0;
+        }
         pending_ += static_cast<char>(value & 0xFF);
         return;
     }
     FlushRawRun();
     if (highSurrogate_) {
         if (value >= 0xDC00 && value <= 0xDFFF) {
-            AppendUtf8(utf8_, 0x10000 + ((highSurrogate_ - 0xD800) << 10) + (value - 0xDC00));
+            PutCodePoint(0x10000 + ((highSurrogate_ - 0xD800) << 10) + (value - 0xDC00));
             highSurrogate_ = 0;
             return;
         }
-        AppendUtf8(utf8_, 0xFFFD);
+        PutCodePoint(0xFFFD);
         highSurrogate_ = 0;
     }
     if (value >= 0xD800 && value <= 0xDBFF) {
@@ -88,7 +108,7 @@ void CharsetConverter::PutUnicode(uint32_t value) {
         return;
     }
     // A lone low surrogate can't be written as UTF-8.
-    AppendUtf8(utf8_, value >= 0xDC00 && value <= 0xDFFF ? 0xFFFD : value);
+    PutCodePoint(value >= 0xDC00 && value <= 0xDFFF ? 0xFFFD : value);
 }
 
 void CharsetConverter::FlushRawRun() {
@@ -97,10 +117,10 @@ void CharsetConverter::FlushRawRun() {
     for (size_t i = 0; i < size;) {
         const size_t length = Utf8SequenceAt(bytes + i, size - i);
         if (length) {
-            utf8_.append(pending_, i, length);
+            Append(pending_.data() + i, length);
             i += length;
         } else {
-            AppendUtf8(utf8_, 0xFF00u | bytes[i]);  // the value it came as
+            PutCodePoint(0xFF00u | bytes[i]);  // the value it came as
             ++i;
         }
     }
@@ -129,16 +149,16 @@ void CharsetConverter::ConvertLegacy() {
         if (handle == kNoHandle) {
             // No converter: ASCII as itself, everything else replaced.
             const unsigned char c = static_cast<unsigned char>(*in);
-            if (c < 0x80) utf8_ += static_cast<char>(c);
-            else utf8_ += kReplacement;
+            if (c < 0x80) Append(in, 1);
+            else Append(kReplacement, 3);
             ++in, --inLeft;
             continue;
         }
         rc = iconv(handle, &in, &inLeft, &out, &outLeft);
-        utf8_.append(buffer, static_cast<size_t>(out - buffer));
+        Append(buffer, static_cast<size_t>(out - buffer));
         if (rc == static_cast<size_t>(-1) && errno != E2BIG) {
             // EILSEQ or a truncated character: one replacement, one byte on.
-            utf8_ += kReplacement;
+            Append(kReplacement, 3);
             ++in, --inLeft;
             iconv(handle, nullptr, nullptr, nullptr, nullptr);
         }
@@ -149,8 +169,12 @@ void CharsetConverter::ConvertLegacy() {
 void CharsetConverter::Flush() {
     if (unicode_) {
         FlushRawRun();
-        if (highSurrogate_) AppendUtf8(utf8_, 0xFFFD), highSurrogate_ = 0;
+        if (highSurrogate_) {
+            PutCodePoint(0xFFFD);
+            highSurrogate_ = 0;
+        }
     } else {
         ConvertLegacy();
     }
+    UpdateDirect();
 }

@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 
 class CharsetConverter {
 public:
@@ -26,32 +27,37 @@ public:
     void SetCharset(uint32_t charset);
     uint32_t charset() const { return charset_; }
 
-    // One character from SoPutChar; only its low 16 bits count.
+    // One character from SoPutChar; only its low 16 bits count. ASCII under a
+    // decoded set with nothing waiting is one store.
     void Put(uint32_t value) {
         value &= 0xFFFFu;
-        if (value < 0x80 && unicode_ && pending_.empty() && !highSurrogate_)
-            utf8_ += static_cast<char>(value);
+        if (value < 0x80 && asciiDirect_ && used_ < out_.size())
+            out_[used_++] = static_cast<char>(value);
         else
             PutSlow(value);
     }
-    // Converts whatever is waiting; afterwards utf8() holds everything put so far.
+    // Converts whatever is waiting; afterwards text() holds everything put so far.
     void Flush();
-    // The converted text; the caller takes it out and clears it.
-    std::string& utf8() { return utf8_; }
-    // Bytes waiting for conversion (legacy sets) or for the end of a run.
-    size_t pendingSize() const { return pending_.size(); }
+    // The converted text not yet consumed, and its consumption.
+    std::string_view text() const { return std::string_view(out_.data(), used_); }
+    void Consume() { used_ = 0; }
 
 private:
     void PutSlow(uint32_t value);
     void PutUnicode(uint32_t value);
+    void PutCodePoint(uint32_t cp);
+    void Append(const char* data, size_t size);
     void FlushRawRun();
     void ConvertLegacy();
+    void UpdateDirect() { asciiDirect_ = unicode_ && pending_.empty() && highSurrogate_ == 0; }
     iconv_t HandleFor(uint32_t charset);
 
     uint32_t charset_ = 0x14B00000;
     bool unicode_ = true;
+    bool asciiDirect_ = true;
     uint32_t highSurrogate_ = 0;
-    std::string pending_;  // raw run (unicode) or legacy bytes
-    std::string utf8_;
+    std::string pending_;  // raw run (decoded sets) or legacy bytes
+    std::string out_;      // converted text in [0, used_); the rest is room
+    size_t used_ = 0;
     std::map<uint32_t, iconv_t> handles_;
 };

@@ -36,11 +36,24 @@ std::string_view FixedText(uint32_t number) {
     }
 }
 
+namespace {
+
+// SoPutChar without the virtual call: the filter makes one call per character.
+int32_t RenderPutChar(uint32_t ch, uintptr_t user1, uintptr_t user2) {
+    HostSink* sink = hostsink::SinkOf(user1, user2);
+    return sink ? static_cast<DocumentRender*>(sink)->PutChar(ch) : 0;
+}
+
+}  // namespace
+
+VwRoutine DocumentRender::PutCharRoutine() const {
+    return hostsink::AsRoutine<SoPutCharFn>(&RenderPutChar);
+}
+
 void DocumentRender::Drain() {
-    std::string& text = converter_.utf8();
-    if (text.empty()) return;
-    target_.Text(text);
-    text.clear();
+    if (converter_.text().empty()) return;
+    target_.Text(converter_.text());
+    converter_.Consume();
 }
 
 void DocumentRender::Route() {
@@ -49,8 +62,8 @@ void DocumentRender::Route() {
         Drain();
         return;
     }
-    CurrentCell() += converter_.utf8();
-    converter_.utf8().clear();
+    CurrentCell() += converter_.text();
+    converter_.Consume();
 }
 
 std::string& DocumentRender::CurrentCell() {

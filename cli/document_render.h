@@ -41,7 +41,7 @@ public:
 // The host's words behind the fixed-text numbers; empty for an unknown one.
 std::string_view FixedText(uint32_t number);
 
-class DocumentRender : public HostSink {
+class DocumentRender final : public HostSink {
 public:
     explicit DocumentRender(RenderTarget& target) : target_(target) {}
 
@@ -51,9 +51,10 @@ public:
 
     int32_t PutChar(uint32_t ch) override {
         converter_.Put(ch);
-        if (tableDepth_ == 0 && converter_.utf8().size() >= kTextChunk) Drain();
+        if (converter_.text().size() >= kTextChunk && tableDepth_ == 0) Drain();
         return 0;
     }
+    VwRoutine PutCharRoutine() const override;
     int32_t PutSpecialChar(uint32_t kind) override;
     int32_t PutBreak(uint32_t kind, uint32_t zero) override;
     int32_t BeginTable() override;

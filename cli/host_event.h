@@ -109,22 +109,33 @@ inline void AppendEventNumber(std::string& out, uint32_t value) {
     out += buf;
 }
 
-inline void AppendUtf8(std::string& out, uint32_t cp) {
+// Writes `cp` as UTF-8 to `dst` (room for 4 bytes) and answers the length.
+inline size_t EncodeUtf8(char* dst, uint32_t cp) {
     if (cp < 0x80) {
-        out += static_cast<char>(cp);
-    } else if (cp < 0x800) {
-        out += static_cast<char>(0xC0 | (cp >> 6));
-        out += static_cast<char>(0x80 | (cp & 0x3F));
-    } else if (cp < 0x10000) {
-        out += static_cast<char>(0xE0 | (cp >> 12));
-        out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (cp & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (cp >> 18));
-        out += static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (cp & 0x3F));
+        dst[0] = static_cast<char>(cp);
+        return 1;
     }
+    if (cp < 0x800) {
+        dst[0] = static_cast<char>(0xC0 | (cp >> 6));
+        dst[1] = static_cast<char>(0x80 | (cp & 0x3F));
+        return 2;
+    }
+    if (cp < 0x10000) {
+        dst[0] = static_cast<char>(0xE0 | (cp >> 12));
+        dst[1] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+        dst[2] = static_cast<char>(0x80 | (cp & 0x3F));
+        return 3;
+    }
+    dst[0] = static_cast<char>(0xF0 | (cp >> 18));
+    dst[1] = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
+    dst[2] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+    dst[3] = static_cast<char>(0x80 | (cp & 0x3F));
+    return 4;
+}
+
+inline void AppendUtf8(std::string& out, uint32_t cp) {
+    char buf[4];
+    out.append(buf, EncodeUtf8(buf, cp));
 }
 
 // A JSON string of UTF-8 text: quotes, backslashes and controls escaped.

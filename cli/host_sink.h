@@ -49,6 +49,11 @@ public:
     virtual int32_t PutCellFormat(const uint32_t*) { return 0; }
     virtual int32_t SetProperty(uint32_t, uint32_t, uint32_t, uint32_t) { return 0; }
     virtual int32_t SetSectionName(uint32_t, uint32_t) { return 0; }
+
+    // A sink that takes characters on its hot path may hand its own SoPutChar
+    // routine (of type SoPutCharFn, finding the sink with hostsink::SinkOf)
+    // to skip the virtual call; null means the trampoline.
+    virtual VwRoutine PutCharRoutine() const { return nullptr; }
 };
 
 namespace hostsink {
@@ -195,5 +200,9 @@ inline void HostSinkInstall(HostSink& sink, HostSetUserFn setUser, HostSetSoRtnF
     setUser(reinterpret_cast<uintptr_t>(&sink), hostsink::kUserMark, proc);
     int count = 0;
     const hostsink::Entry* entries = hostsink::Entries(&count);
-    for (int i = 0; i < count; ++i) setSoRtn(entries[i].id, entries[i].routine, proc);
+    for (int i = 0; i < count; ++i) {
+        VwRoutine routine = entries[i].routine;
+        if (entries[i].id == SO_PUTCHAR && sink.PutCharRoutine()) routine = sink.PutCharRoutine();
+        setSoRtn(entries[i].id, routine, proc);
+    }
 }
