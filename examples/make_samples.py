@@ -35,6 +35,20 @@ def write(name, headers, body, charset):
         f.write(data)
 
 
+def write_raw_header(name, subject, body, charset):
+    """A mail whose Subject holds raw 8-bit bytes of `charset` (no encoded word)."""
+    head = common("", charset)
+    lines = []
+    for field, value in head:
+        if field == "Subject":
+            lines.append(b"Subject: " + subject.encode(charset) + b"\r\n")
+        else:
+            lines.append(("%s: %s\r\n" % (field, value)).encode("ascii"))
+    data = b"".join(lines) + b"\r\n" + body.replace("\n", "\r\n").encode(charset)
+    with open(os.path.join(HERE, name), "wb") as f:
+        f.write(data)
+
+
 def common(subject, charset, transfer="8bit"):
     return [
         ("From", "Samples <samples@mailsift.example>"),
@@ -73,3 +87,9 @@ write("gb2312.eml",
       common("GB2312 body", "gb2312"),
       "你好，世界。\n这是一封简体中文的邮件。\n",
       "gb2312")
+
+# Raw 8-bit header bytes, as mailers send them without encoded words (and as
+# RFC 6532 allows for UTF-8).
+write_raw_header("raw-header-latin1.eml", "Réunion à Genève", "Ordre du jour: café.\n", "iso-8859-1")
+write_raw_header("raw-header-utf8.eml", "Grüße – ☃ 東京", "Body in UTF-8: ☃.\n", "utf-8")
+write_raw_header("raw-header-sjis.eml", "会議の予定", "本文です。\n", "shift_jis")
