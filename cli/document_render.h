@@ -29,6 +29,8 @@ struct RenderedTable {
 struct AttachmentLink {
     uint32_t index = 0;  // the filter's attachment number (recipe 0x100, 0, index)
     std::string name;    // the link's registered name; empty when it has none
+    bool sized = false;  // whether `size` was measured
+    uint64_t size = 0;   // decoded bytes
 };
 
 class RenderTarget {
@@ -48,6 +50,7 @@ public:
     // Hands on everything still waiting; call once the run has ended.
     void Finish();
     const std::vector<AttachmentLink>& attachments() const { return attachments_; }
+    std::vector<AttachmentLink>& attachments() { return attachments_; }
 
     int32_t PutChar(uint32_t ch) override {
         converter_.Put(ch);

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "cli/filter_loader.h"
@@ -17,8 +18,17 @@ struct DocumentOutcome {
     std::string reason;   // in words
 };
 
+// Runs once the document has been read, while it is still open: the place to
+// open its sub-documents with VwDoSpecial.
+using BeforeCloseHook = std::function<void(FilterProc* proc)>;
+
 DocumentOutcome RunDocument(const FilterApi& api, IoObject* stream, uint16_t formatId,
-                            HostSink& sink);
+                            HostSink& sink, const BeforeCloseHook& beforeClose = {});
+
+// The number of bytes attachment `index` holds once decoded, read through
+// the object VwDoSpecial hands out; false when no object could be opened.
+bool AttachmentSize(const FilterApi& api, IoObject* stream, uint32_t index, FilterProc* proc,
+                    uint64_t* size);
 
 // The reason for a refusal code of VwStreamOpen, in words.
 std::string RefusalReason(int code);

@@ -58,7 +58,7 @@ bool FilterLoad(FilterApi* api, std::string* error) {
     api->setUser = Slot<decltype(&VwSetUser)>(table, VW_SLOT_SET_USER);
     api->setSoRtn = Slot<decltype(&VwSetSoRtn)>(table, VW_SLOT_SET_SO_RTN);
     api->streamClose = Slot<decltype(&VwStreamClose)>(table, VW_SLOT_STREAM_CLOSE);
-    api->doSpecial = table[VW_SLOT_DO_SPECIAL];
+    api->doSpecial = Slot<decltype(&VwDoSpecial)>(table, VW_SLOT_DO_SPECIAL);
     const bool complete = api->streamOpen && api->streamSection && api->streamRead &&
                           api->localUp && api->localDown && api->allocProc && api->freeProc &&
                           api->setUser && api->setSoRtn && api->streamClose;

@@ -22,8 +22,7 @@ struct FilterApi {
     decltype(&VwSetUser) setUser = nullptr;
     decltype(&VwSetSoRtn) setSoRtn = nullptr;
     decltype(&VwStreamClose) streamClose = nullptr;
-    // Slot 18, for opening sub-documents; cast to its type where it is used.
-    VwRoutine doSpecial = nullptr;
+    decltype(&VwDoSpecial) doSpecial = nullptr;  // slot 18: opens sub-documents
 };
 
 // The library named by the environment variable MAILSIFT_FILTER, else the

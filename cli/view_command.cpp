@@ -85,7 +85,11 @@ DocumentOutcome Render(const FilterApi& api, IoObject* stream, uint16_t formatId
             void Text(std::string_view utf8) override { Get().Text(utf8); }
         } target(out, options, formatId);
         DocumentRender render(target);
-        DocumentOutcome outcome = RunDocument(api, stream, formatId, render);
+        auto measure = [&](FilterProc* proc) {
+            for (AttachmentLink& link : render.attachments())
+                link.sized = AttachmentSize(api, stream, link.index, proc, &link.size);
+        };
+        DocumentOutcome outcome = RunDocument(api, stream, formatId, render, measure);
         if (outcome.kind == DocumentOutcome::Refused && !target.json) {
             WriteJsonRefusal(out, options.file, formatId, outcome.code, outcome.reason);
             return outcome;

@@ -55,7 +55,8 @@ TEST(Cli, JsonAndEventsRenderingsMatchTheirExpectedFiles) {
     EXPECT_EQ(events.status, 0) << events.err;
     EXPECT_EQ(events.out, ReadWholeFile(kExamples + "tiny.events"));
 
-    // Attachment links become the attachments list; the first header block
+    // Attachment links become the attachments list, each measured by reading
+    // it decoded (the sample's PDF stand-in is 304 bytes); the first header block
     // is `headers`, a part's header block is text.
     const CliResult parts = RunCli({"view", "--format", "json", kExamples + "attachment.eml"});
     EXPECT_EQ(parts.status, 0) << parts.err;
@@ -65,7 +66,7 @@ TEST(Cli, JsonAndEventsRenderingsMatchTheirExpectedFiles) {
               std::string::npos)
         << parts.out;
     EXPECT_TRUE(parts.out.ends_with(
-        ", \"attachments\": [{\"index\": 0, \"name\": \"figures-q1.pdf\"}]}\n"))
+        ", \"attachments\": [{\"index\": 0, \"name\": \"figures-q1.pdf\", \"size\": 304}]}\n"))
         << parts.out;
 
     // --as overrides identification and shows in the JSON.
