@@ -133,14 +133,25 @@ TEST(DoSpecial, LoadableLibraryExportsTheObjectRoutines) {
     dlclose(library);
 }
 
+std::string CorpusFile(const char* name) {
+    return ReadWholeFile(std::string(MAILSIFT_CORPUS_DIR) + "/" + name);
+}
+
+// The one link recipe (0x100, a, b) of a rendered document.
+Recipe SpecialLink(const RecordingHost& host) {
+    Recipe link;
+    for (const Recipe& recipe : RecipesOf(host))
+        if (recipe.steps.size() == 1 && recipe.steps[0][0] == STEP_SPECIAL) link = recipe;
+    return link;
+}
+
 // A multipart/mixed mail whose second part is a 7bit text attachment: the
 // plan records it, its link carries (0x100, 0, index), and following that
 // recipe gives the attachment's own bytes under its file name.
 TEST(DoSpecial, CorpusAttachmentOpensThroughItsRecipe) {
-    const std::string path = std::string(MAILSIFT_CORPUS_DIR) +
-                             "/mikel-mail/emails/attachment_emails/attachment_with_unquoted_name.eml";
-    const std::string bytes = ReadWholeFile(path);
-    ASSERT_FALSE(bytes.empty()) << path;
+    const std::string bytes =
+        CorpusFile("mikel-mail/emails/attachment_emails/attachment_with_unquoted_name.eml");
+    ASSERT_FALSE(bytes.empty());
     RecordingHost host;
     MemoryObject mail(bytes);
     FilterSession session(host);
@@ -156,9 +167,7 @@ TEST(DoSpecial, CorpusAttachmentOpensThroughItsRecipe) {
     ASSERT_NE(record.name, nullptr);
     EXPECT_STREQ(record.name, "This is a test.txt");
 
-    Recipe link;
-    for (const Recipe& recipe : RecipesOf(host))
-        if (recipe.steps.size() == 1 && recipe.steps[0][0] == STEP_SPECIAL) link = recipe;
+    const Recipe link = SpecialLink(host);
     ASSERT_NE(link.subdoc, 0u) << host.Transcript();
     EXPECT_EQ(link.steps[0][1], 0u);
     EXPECT_EQ(link.steps[0][2], 0u);
@@ -173,6 +182,40 @@ TEST(DoSpecial, CorpusAttachmentOpensThroughItsRecipe) {
     const std::string content = ReadRest(object);
     EXPECT_EQ(content.rfind("Hi there.\r\n", 0), 0u) << content;
     EXPECT_EQ(content.find("--Apple-Mail"), std::string::npos) << content;
+    object->Close(object);
+}
+
+// A base64 picture attached to a mail: the object decodes through the
+// platform's stage and stands at its start. The picture is 160 bytes, from
+// the PNG signature to the IEND chunk.
+TEST(DoSpecial, CorpusBase64AttachmentReadsDecoded) {
+    const std::string bytes = CorpusFile("mime4j/mimetools-testmsgs/empty-preamble.msg");
+    ASSERT_FALSE(bytes.empty());
+    RecordingHost host;
+    MemoryObject mail(bytes);
+    FilterSession session(host);
+    ASSERT_EQ(session.Open(mail.get(), FI_MIME_FILE), 0);
+    ASSERT_EQ(session.ReadToEnd(), FilterSession::Stop::Document);
+    ASSERT_EQ(ListCount(session.proc()->attachments), 1u);
+    EXPECT_EQ(ListAt<AttachRecord>(session.proc()->attachments, 0)->transferCode, TC_BASE64);
+
+    const Recipe link = SpecialLink(host);
+    ASSERT_EQ(link.steps.size(), 1u) << host.Transcript();
+    IoObject* object = nullptr;
+    ASSERT_EQ(VwDoSpecial(mail.get(), link.steps[0][1], &object, link.steps[0][2], 0, 0,
+                          session.proc()),
+              0);
+    ASSERT_NE(object, nullptr);
+    uint32_t pos = 99;
+    ASSERT_EQ(object->Tell(object, &pos), 0);
+    EXPECT_EQ(pos, 0u);
+    const std::string picture = ReadRest(object, 64);
+    ASSERT_EQ(picture.size(), 160u);
+    EXPECT_EQ(picture.substr(0, 8), "\x89PNG\r\n\x1A\n");
+    EXPECT_EQ(picture.substr(148), std::string("\0\0\0\0IEND\xAE\x42\x60\x82", 12));
+    char name[513] = {};
+    ASSERT_EQ(object->GetInfo(object, 3, name), 0);
+    EXPECT_STREQ(name, "dot.png");
     object->Close(object);
 }
 
