@@ -221,6 +221,11 @@ void VwStreamClose(IoObject*, FilterProc* proc) {
         for (uint16_t i = 0; i < ListCount(list); ++i) ListDestroy(*ListAt<GrowList*>(list, i));
         ListDestroy(list);
     }
+    // Nothing may reach freed lists or buffers through the block afterwards,
+    // e.g. a host asking for an attachment of a closed document.
+    proc->parts = proc->attachments = proc->multiFile = proc->locators = proc->ranges =
+        proc->chains = nullptr;
+    proc->lineBuf = proc->paramBuf = proc->nameBuf = TextBuffer{};
 }
 
 }  // extern "C"
