@@ -1,6 +1,7 @@
 // plain_body.cpp - the plain text writer: characters in the part's charset,
 // one paragraph break per line end, a stop wherever the host answers 1.
 #include "charset/charset.h"
+#include "charset/charset_ids.h"
 #include "filter/frame.h"
 #include "filter/host_calls.h"
 #include "host/constants.h"
@@ -15,13 +16,38 @@ int32_t NextChar(ByteReader* reader, uint16_t* count, FilterProc* proc) {
     return ch;
 }
 
+// Printable ASCII is the same character in every charset the plain writer
+// reads without ISO 2022 shifts, except UTF-7, whose '+' opens a run. Such
+// bytes go straight from the reader's buffer to the host; everything else
+// takes the character reader.
+bool AsciiIsItself(const FilterProc* proc) {
+    return !proc->iso2022Active && proc->charset != CharsetUtf7;
+}
+
+// Emits the run of printable ASCII at the reader's position; answers false
+// when the running position reached the limit.
+bool PutAsciiRun(ByteReader* reader, uint32_t* running, uint32_t limit, FilterProc* proc) {
+    HostTable host = HostOf(proc);
+    while (reader->remaining > 0) {
+        uint8_t byte = *reader->next;
+        if (byte < 0x20 || byte >= 0x7F) break;
+        ++reader->next;
+        --reader->remaining;
+        host::PutChar(host, byte);
+        if (++*running >= limit) return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 uint16_t PlainBodyWrite(ByteReader* reader, uint32_t position, uint32_t limit, FilterProc* proc) {
     ReaderSeek(reader, static_cast<int32_t>(position), 0);
     uint32_t running = position;
     if (running >= limit) return kWriterLimit;
+    bool fast = AsciiIsItself(proc);
     for (;;) {
+        if (fast && !PutAsciiRun(reader, &running, limit, proc)) return kWriterLimit;
         uint16_t count = 0;
         int32_t ch = NextChar(reader, &count, proc);
         running += count;
