@@ -44,6 +44,25 @@ void PartsDestroy(PartList* parts);
 // Closes and clears partStream / decodeStream as a pair.
 void ClosePartStreams(FilterProc* proc);
 
+// The seven mail kinds are walked as messages; the four even encoded kinds
+// get one synthetic part.
+inline bool IsMailKind(uint32_t formatId) {
+    switch (formatId) {
+        case FI_MIME_FILE: case FI_INTERNET_MAIL: case FI_INTERNET_NEWS: case FI_TEXT_MAIL:
+        case FI_OUTLOOK_MAIL: case FI_OUTLOOK_NEWS: case FI_MHTML: return true;
+        default: return false;
+    }
+}
+
+inline bool IsEncodedKind(uint32_t formatId) {
+    return formatId == FI_UUE || formatId == FI_XXE || formatId == FI_YENC || formatId == FI_BINHEX;
+}
+
+// Pictures and the like are placed as objects rather than links.
+inline bool IsEmbeddable(uint32_t formatId) {
+    return formatId >= FI_EMBEDDABLE_FIRST && formatId <= FI_EMBEDDABLE_LAST;
+}
+
 // An object out-pointer preset to 0 or -1 holds an object only when it is neither.
 inline bool IsOpenObject(const IoObject* object) {
     return object != nullptr && object != reinterpret_cast<const IoObject*>(~uintptr_t{0});

@@ -12,22 +12,6 @@
 
 namespace {
 
-bool IsEncodedKind(uint32_t formatId) {
-    return formatId == FI_UUE || formatId == FI_XXE || formatId == FI_YENC || formatId == FI_BINHEX;
-}
-
-bool IsMailKind(uint32_t formatId) {
-    switch (formatId) {
-        case FI_MIME_FILE: case FI_INTERNET_MAIL: case FI_INTERNET_NEWS: case FI_TEXT_MAIL:
-        case FI_OUTLOOK_MAIL: case FI_OUTLOOK_NEWS: case FI_MHTML: return true;
-        default: return false;
-    }
-}
-
-bool IsEmbeddable(uint32_t formatId) {
-    return formatId >= FI_EMBEDDABLE_FIRST && formatId <= FI_EMBEDDABLE_LAST;
-}
-
 uint32_t RangeLength(const IoRangeRequest& range) {
     return range.last == kToTheEnd ? kToTheEnd
                                    : static_cast<uint32_t>(range.last) - static_cast<uint32_t>(range.first);

@@ -15,17 +15,7 @@ namespace {
 
 constexpr size_t kNameSize = 256;
 
-bool IsMailKind(uint16_t formatId) {
-    switch (formatId) {
-        case FI_MIME_FILE: case FI_INTERNET_MAIL: case FI_INTERNET_NEWS: case FI_TEXT_MAIL:
-        case FI_OUTLOOK_MAIL: case FI_OUTLOOK_NEWS: case FI_MHTML: return true;
-        default: return false;
-    }
-}
 
-bool IsEncodedKind(uint16_t formatId) {
-    return formatId == FI_UUE || formatId == FI_XXE || formatId == FI_YENC || formatId == FI_BINHEX;
-}
 
 bool IsPieceKind(uint32_t formatId) {
     return formatId == FI_UUE_PIECE || formatId == FI_XXE_PIECE || formatId == FI_YENC_PIECE ||

@@ -15,18 +15,6 @@
 
 namespace {
 
-bool IsMailKind(uint16_t formatId) {
-    switch (formatId) {
-        case FI_MIME_FILE: case FI_INTERNET_MAIL: case FI_INTERNET_NEWS: case FI_TEXT_MAIL:
-        case FI_OUTLOOK_MAIL: case FI_OUTLOOK_NEWS: case FI_MHTML: return true;
-        default: return false;
-    }
-}
-
-bool IsEmbeddable(uint32_t formatId) {
-    return formatId >= FI_EMBEDDABLE_FIRST && formatId <= FI_EMBEDDABLE_LAST;
-}
-
 MessagePart* PartAt(FilterProc* proc, uint16_t index) {
     return ListAt<MessagePart>(proc->parts, index);
 }
