@@ -1,0 +1,190 @@
+// corpus_run.cpp - see corpus_run.h.
+#include "tests/corpus/corpus_run.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "host/constants.h"
+#include "host/mailfilter.h"
+#include "host/services.h"
+#include "platform/platform.h"
+#include "tests/corpus/lean_host.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// A read that never stops runs to the end of a section, so a document needs
+// about one step per section; a read that stops at every paragraph needs one
+// per body line, and a body line costs at least two bytes of input (a
+// character and its line end; an HTML break tag costs more).
+uint64_t StepBudget(uint64_t size, bool stopEveryParagraph) {
+    return (stopEveryParagraph ? size / 2 : size / 10) + 10000;
+}
+
+// Rendered output is at most a few calls per input byte (a character and its
+// attributes); decompressed RTF inside TNEF can grow, so the margin is wide.
+uint64_t CallBudget(uint64_t size) { return 64 * size + 1000000; }
+
+class FileStream {
+public:
+    explicit FileStream(const std::string& path) : object_(FileObjectOpen(path.c_str())) {}
+    ~FileStream() {
+        if (object_) object_->Close(object_);
+    }
+    FileStream(const FileStream&) = delete;
+    FileStream& operator=(const FileStream&) = delete;
+    IoObject* get() const { return object_; }
+
+private:
+    IoObject* object_;
+};
+
+class FilterInstance {
+public:
+    explicit FilterInstance(LeanHost& host) : proc_(VwAllocProc()) {
+        if (!proc_) return;
+        void* handle = nullptr;
+        VwLocalUp(proc_, &handle, proc_);
+        HostSinkInstall(host, VwSetUser, VwSetSoRtn, proc_);
+    }
+    ~FilterInstance() {
+        if (!proc_) return;
+        void* handle = nullptr;
+        VwLocalDown(proc_, &handle);
+        VwFreeProc(proc_);
+    }
+    FilterInstance(const FilterInstance&) = delete;
+    FilterInstance& operator=(const FilterInstance&) = delete;
+    FilterProc* get() const { return proc_; }
+
+private:
+    FilterProc* proc_;
+};
+
+bool IsRefusal(int16_t code) {
+    return code == VW_ERR_NOT_MINE || code == VW_ERR_NO_HEADER || code == VW_ERR_SPLIT_END ||
+           code == VW_ERR_DECLINED;
+}
+
+// Sections and reads until the document ends, the budget is spent, or a
+// rule is broken. Fills the counts of `run`.
+void ReadDocument(IoObject* stream, FilterProc* proc, LeanHost& host, uint64_t budget,
+                  CorpusRun& run) {
+    bool sectionDue = true;
+    while (run.steps < budget) {
+        if (sectionDue) {
+            sectionDue = false;
+            ++run.sections;
+            host.BeginHostCall();
+            const int16_t code = VwStreamSection(stream, proc);
+            if (code != 0) {
+                run.problems.push_back("VwStreamSection answered " + std::to_string(code));
+                return;
+            }
+        }
+        ++run.steps;
+        host.BeginHostCall();
+        const int16_t code = VwStreamRead(stream, proc);
+        if (code != 0) {
+            run.problems.push_back("VwStreamRead answered " + std::to_string(code));
+            return;
+        }
+        if (host.runaway()) {
+            run.problems.push_back("output kept coming past " + std::to_string(host.calls()) +
+                                   " host calls");
+            return;
+        }
+        if (host.endBreak == BRK_DOCUMENT_END) {
+            run.ended = true;
+            return;
+        }
+        if (host.endBreak == BRK_SECTION_END) {
+            sectionDue = true;
+            continue;
+        }
+        if (!host.stoppedThisCall()) {
+            // Neither an end nor a stop the host asked for: a host that reads
+            // on gets the same again and never finishes.
+            run.problems.push_back("a read came back with no end break and no stop asked");
+            return;
+        }
+    }
+    run.problems.push_back("no end of document after " + std::to_string(run.steps) + " reads");
+}
+
+// A read behind the end of the document sends the end break again.
+void ReadPastEnd(IoObject* stream, FilterProc* proc, LeanHost& host, CorpusRun& run) {
+    host.BeginHostCall();
+    const int16_t code = VwStreamRead(stream, proc);
+    if (code != 0 || host.endBreak != BRK_DOCUMENT_END)
+        run.problems.push_back("a read behind the end did not end the document again");
+}
+
+}  // namespace
+
+uint16_t IdentifyCorpusFile(const std::string& path) {
+    FileStream stream(path);
+    uint16_t formatId = FI_UNKNOWN;
+    if (!stream.get()) return formatId;
+    IdentifyHandle(stream.get(), 0, &formatId);
+    return formatId;
+}
+
+CorpusRun RunCorpusFile(const std::string& path, const CorpusRunOptions& options) {
+    CorpusRun run;
+    std::error_code error;
+    const uint64_t size = fs::file_size(path, error);
+    FileStream stream(path);
+    if (error || !stream.get()) {
+        run.problems.push_back("cannot open the file");
+        return run;
+    }
+    LeanHost host;
+    host.StopAtEveryParagraph(options.stopEveryParagraph);
+    host.SetCallLimit(CallBudget(size));
+    FilterInstance proc(host);
+    if (!proc.get()) {
+        run.problems.push_back("VwAllocProc answered null");
+        return run;
+    }
+    VwOpenInfo info{};
+    host.BeginHostCall();
+    run.openCode = VwStreamOpen(stream.get(), options.formatId, 0, &info, proc.get());
+    if (run.openCode == 0) {
+        ReadDocument(stream.get(), proc.get(), host, StepBudget(size, options.stopEveryParagraph), run);
+        if (run.ended) ReadPastEnd(stream.get(), proc.get(), host, run);
+        VwStreamClose(stream.get(), proc.get());
+        host.CheckAllClosed();
+    } else if (!IsRefusal(run.openCode)) {
+        run.problems.push_back("VwStreamOpen answered " + std::to_string(run.openCode));
+    }
+    run.calls = host.calls();
+    run.paragraphs = host.paragraphs();
+    for (const std::string& problem : host.problems()) run.problems.push_back(problem);
+    if (host.problemCount() > host.problems().size())
+        run.problems.push_back("and " + std::to_string(host.problemCount() - host.problems().size()) +
+                               " more host rule breaks");
+    return run;
+}
+
+std::string CorpusRoot() { return MAILSIFT_CORPUS_DIR; }
+
+std::vector<std::string> CorpusFolders() {
+    std::vector<std::string> folders;
+    std::error_code error;
+    for (const fs::directory_entry& entry : fs::directory_iterator(CorpusRoot(), error))
+        if (entry.is_directory()) folders.push_back(entry.path().filename().string());
+    std::sort(folders.begin(), folders.end());
+    return folders;
+}
+
+std::vector<std::string> CorpusFilesUnder(const std::string& folder) {
+    std::vector<std::string> files;
+    std::error_code error;
+    const fs::path base = fs::path(CorpusRoot()) / folder;
+    for (fs::recursive_directory_iterator it(base, error), end; !error && it != end; it.increment(error))
+        if (it->is_regular_file()) files.push_back(it->path().string());
+    std::sort(files.begin(), files.end());
+    return files;
+}

@@ -1,0 +1,39 @@
+// corpus_run.h - runs one real file through the statically linked filter
+// the way a host does (identify, open, sections and reads to the end, close)
+// with the lean host, and lists the files of the shared corpus.
+//
+// The run is bounded: a document that neither ends nor stops within its
+// step budget, or that keeps emitting past its call budget, is a failure
+// here, not a hang of the test program.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct CorpusRun {
+    int16_t openCode = 0;
+    size_t steps = 0;          // VwStreamRead calls
+    size_t sections = 0;       // VwStreamSection calls
+    bool ended = false;        // a break of kind 2 was reached
+    uint64_t calls = 0;        // host calls
+    uint64_t paragraphs = 0;
+    std::vector<std::string> problems;  // empty when the run kept every rule
+};
+
+struct CorpusRunOptions {
+    uint16_t formatId = 0;
+    bool stopEveryParagraph = false;
+};
+
+// The FormatId the platform's identification service gives the file, or
+// 1999 when it answers nothing or the file can't be opened.
+uint16_t IdentifyCorpusFile(const std::string& path);
+
+CorpusRun RunCorpusFile(const std::string& path, const CorpusRunOptions& options);
+
+// The shared corpus: its top-level source folders, and every regular file
+// below a folder (expected-output files and notes included), sorted.
+std::string CorpusRoot();
+std::vector<std::string> CorpusFolders();
+std::vector<std::string> CorpusFilesUnder(const std::string& folder);

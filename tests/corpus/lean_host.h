@@ -1,0 +1,171 @@
+// lean_host.h - a host for pushing many documents through the filter fast.
+// It keeps counts, not transcripts, and checks as the calls arrive the rules
+// any host relies on: characters fit 16 bits, breaks are of a known kind,
+// every tagged span is closed by an end of the same kind and id, nothing is
+// emitted behind the break that ends a read, no bail-out.
+//
+// It stores no output; RecordingHost (tests/support) is the host for looking
+// at rendered text.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cli/host_sink.h"
+#include "host/constants.h"
+
+class LeanHost : public HostSink {
+public:
+    // Answer 1 at every paragraph break, so that each read is one paragraph.
+    void StopAtEveryParagraph(bool on) { stopAll_ = on; }
+    // Past this many calls the output counts as runaway: the host then asks
+    // for a stop at every paragraph so that the read comes back.
+    void SetCallLimit(uint64_t limit) { callLimit_ = limit; }
+
+    // The runner calls this before each VwStreamSection and VwStreamRead.
+    void BeginHostCall() {
+        endBreak = 0;
+        stopsThisCall_ = 0;
+        ended_ = false;
+    }
+    bool stoppedThisCall() const { return stopsThisCall_ > 0; }
+    bool runaway() const { return runaway_; }
+
+    uint64_t calls() const { return calls_; }
+    uint64_t characters() const { return characters_; }
+    uint64_t paragraphs() const { return paragraphs_; }
+
+    // Spans still open; call once the document is done.
+    void CheckAllClosed() {
+        for (const auto& [key, depth] : openTags_)
+            if (depth != 0)
+                Problem("span of kind " + Hex(key.first) + " id " + Hex(key.second) + " left open");
+    }
+
+    const std::vector<std::string>& problems() const { return problems_; }
+    uint64_t problemCount() const { return problemCount_; }
+
+    int32_t PutChar(uint32_t ch) override {
+        Count();
+        ++characters_;
+        if (ch > 0xFFFFu) Problem("character " + Hex(ch) + " does not fit 16 bits");
+        return 0;
+    }
+    int32_t PutSpecialChar(uint32_t kind) override {
+        Count();
+        if (kind != SPC_TAB && kind != SPC_PAGE_BREAK) Problem("special character " + Hex(kind));
+        return 0;
+    }
+    int32_t PutBreak(uint32_t kind, uint32_t zero) override {
+        Count();
+        if (zero != 0) Problem("break with second argument " + Hex(zero));
+        switch (kind) {
+        case BRK_PARAGRAPH:
+            ++paragraphs_;
+            if (stopAll_ || runaway_) {
+                ++stopsThisCall_;
+                return 1;
+            }
+            return 0;
+        case BRK_DOCUMENT_END:
+        case BRK_SECTION_END:
+            endBreak = kind;
+            ended_ = true;
+            return 0;
+        case BRK_ROW_END:
+        case BRK_CELL_END: return 0;
+        default: Problem("break of kind " + Hex(kind)); return 0;
+        }
+    }
+    int32_t BeginTag(uint32_t kind, uint32_t id, const uint32_t* record) override {
+        Count();
+        // A richtext side text closes with id 0xFFFFFFFF and may be left open
+        // or closed twice by the document: it is not paired here.
+        if (kind == TAG_SIDE_TEXT) return 0;
+        if ((kind & 0xFFFFu) != 0 && record == nullptr) Problem("tag " + Hex(kind) + " without its record");
+        ++openTags_[{kind, id}];
+        return 0;
+    }
+    int32_t EndTag(uint32_t kind, uint32_t id) override {
+        Count();
+        if (kind == TAG_SIDE_TEXT) return 0;
+        int64_t& depth = openTags_[{kind, id}];
+        if (depth == 0)
+            Problem("end of tag " + Hex(kind) + " id " + Hex(id) + " that was not begun");
+        else
+            --depth;
+        return 0;
+    }
+    int32_t BailOut(uint32_t code) override {
+        Count();
+        Problem("bail-out " + Hex(code));
+        return 0;
+    }
+    int32_t SetFontSize(int32_t) override { return Count(); }
+    int32_t BeginSection(uint32_t, uint32_t, uint32_t) override { return Count(); }
+    int32_t SetParaSpacing(uint32_t, uint32_t, uint32_t, uint32_t) override { return Count(); }
+    int32_t BeginTable() override { return Count(); }
+    int32_t EndTable() override { return Count(); }
+    int32_t PutObject(const uint32_t*) override { return Count(); }
+    int32_t PutRule(const uint32_t*, uint32_t, uint32_t, uint32_t, uint32_t) override { return Count(); }
+    int32_t RegisterText(const uint16_t*, uint32_t, uint32_t, uint32_t* number) override {
+        if (number) *number = ++texts_;
+        return Count();
+    }
+    int32_t DeclareSubText(uint32_t, uint32_t) override { return Count(); }
+    int32_t PutRowFormat(const uint32_t*) override { return Count(); }
+    int32_t SetTextColor(uint32_t, uint32_t) override { return Count(); }
+    int32_t SetSecondColor(uint32_t, uint32_t) override { return Count(); }
+    int32_t SetCharset(uint32_t) override { return Count(); }
+    int32_t NewSubdoc(uint32_t* number) override {
+        if (number) *number = ++subdocs_;
+        return Count();
+    }
+    int32_t PutStringId(uint32_t) override { return Count(); }
+    int32_t PutCellFormat(const uint32_t*) override { return Count(); }
+    int32_t SetProperty(uint32_t, uint32_t, uint32_t, uint32_t) override { return Count(); }
+    int32_t SetSectionName(uint32_t, uint32_t) override { return Count(); }
+
+private:
+    static constexpr size_t kProblemsKept = 8;
+
+    static std::string Hex(uint64_t value) {
+        static const char digits[] = "0123456789ABCDEF";
+        std::string out;
+        do {
+            out.insert(out.begin(), digits[value & 0xF]);
+            value >>= 4;
+        } while (value != 0);
+        return "0x" + out;
+    }
+
+    // Every call goes through here: counts it, and flags anything that
+    // arrives behind the break that ended this read.
+    int32_t Count() {
+        if (ended_) Problem("host call behind the break that ends the read");
+        if (++calls_ > callLimit_ && !runaway_) runaway_ = true;
+        return 0;
+    }
+
+    void Problem(const std::string& what) {
+        ++problemCount_;
+        if (problems_.size() < kProblemsKept) problems_.push_back(what);
+    }
+
+    bool stopAll_ = false;
+    bool runaway_ = false;
+    bool ended_ = false;
+    uint64_t callLimit_ = UINT64_MAX;
+    uint64_t calls_ = 0;
+    uint64_t characters_ = 0;
+    uint64_t paragraphs_ = 0;
+    uint64_t stopsThisCall_ = 0;
+    uint32_t texts_ = 0;
+    uint32_t subdocs_ = 0;
+    std::map<std::pair<uint32_t, uint32_t>, int64_t> openTags_;
+    std::vector<std::string> problems_;
+    uint64_t problemCount_ = 0;
+};
