@@ -1,0 +1,325 @@
+// recognition_test.cpp - the mailbox, news and headerless samples of the
+// corpus, each with the answer the filter must give when it is opened and
+// the reason, worked out by reading the file: how many "From " lines stand
+// at line starts, what the body of a news article begins with, whether any
+// line of a headerless text starts a field. The identification service's
+// answer is checked too where the file leaves no doubt about it.
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <string>
+
+#include "host/constants.h"
+#include "tests/corpus/corpus_run.h"
+#include "tests/support/filter_session.h"
+
+namespace {
+
+struct Recognition {
+    const char* file;     // below the corpus root
+    uint16_t identified;  // what IdentifyHandle must answer; 0: not checked
+    uint16_t openAs;      // the FormatId handed to VwStreamOpen
+    int16_t code;         // what VwStreamOpen must answer
+    const char* why;
+};
+
+constexpr const char* kOneFromLine =
+    "one From line at a line start: a mailbox of one message, opened as 1187 with the From "
+    "line in front of the header";
+
+const Recognition kMailboxes[] = {
+    // Mailboxes of more than one message.
+    {"comm-central/mailnews/local/test/unit/data/movemailspool", 1817, 1817, -7,
+     "3 From lines at line starts (lines 1, 73, 109): a mailbox of more than one message"},
+    {"comm-central/mailnews/test/data/mbox_modern", 1817, 1817, -7,
+     "2 From lines at line starts (lines 1, 14): a mailbox of more than one message"},
+    {"gmime/data/mbox/input/substring.mbox", 1817, 1817, -7,
+     "3 From lines at line starts (lines 1, 25, 48): a mailbox of more than one message"},
+    {"imaptest/fetch-body.mbox", 1817, 1817, -7,
+     "4 From lines at line starts (lines 1, 8, 15, 22): a mailbox of more than one message"},
+    {"imaptest/fetch-envelope.mbox", 1817, 1817, -7,
+     "6 From lines at line starts (lines 1, 15, 21, 27, 35, 43): a mailbox of more than one message"},
+    {"kmime/mails/simple-encapsulated.mbox", 1817, 1817, -7,
+     "2 From lines at line starts (lines 1, 37): a mailbox of more than one message"},
+    {"mime4j/mbox/test-1/mbox.rlug", 1817, 1817, -7,
+     "5 From lines at line starts (lines 1, 95, 165, 216, 281): a mailbox of more than one message"},
+    {"mimekit/mbox/issue1189-summary.txt", 1817, 1817, -7,
+     "4 From lines at line starts (lines 1, 10, 21, 30): a mailbox of more than one message"},
+    // Mailboxes of one message.
+    {"comm-central/mail/test/browser/composition/data/feed-message.eml", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mail/test/browser/message-reader/data/bug1774805_android_mms.eml", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/mime/jsmime/test/unit/data/bug505221", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/mime/jsmime/test/unit/data/multipart-complex2", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/SenderHeader", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/bug132340", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/bug513543", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/bugmail-1", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/bugmail12", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/bugmail19", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/bugmail2", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/bugmail3", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/bugmail4", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/bugmail6", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/bugmail7", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/bugmail8", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/external-attach-test", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/image-attach-test", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/mail-without-from", 1817, 1817, 0, kOneFromLine},
+    // Its first line is "From " with nothing behind it, which the
+    // identification service does not take for a mailbox separator.
+    {"comm-central/mailnews/test/data/multipartmalt-detach", 0, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/reply-filter-testmail", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/template-latin1", 1817, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/template-utf8", 1817, 1817, 0, kOneFromLine},
+    {"cpython-email/msg_25.txt", 1817, 1817, 0, kOneFromLine},
+    {"imaptest/fetch-binary-mime-base64.mbox", 1817, 1817, 0, kOneFromLine},
+    {"imaptest/fetch-binary-mime-qp.mbox", 1817, 1817, 0, kOneFromLine},
+    {"imaptest/fetch-binary-mime.mbox", 1817, 1817, 0, kOneFromLine},
+    {"imaptest/fetch-body-message-rfc822-mime.mbox", 1817, 1817, 0, kOneFromLine},
+    {"imaptest/fetch-body-message-rfc822-x2.mbox", 1817, 1817, 0, kOneFromLine},
+    {"imaptest/fetch-body-mime.mbox", 1817, 1817, 0, kOneFromLine},
+    {"kmime/mails/outlook-attachment.mbox", 1817, 1817, 0, kOneFromLine},
+    {"kmime/mails/reply-header.mbox", 1817, 1817, 0, kOneFromLine},
+    {"kmime/mails/x-pkcs7.mbox", 1817, 1817, 0, kOneFromLine},
+    {"mailparser/test/fixtures/large_text.eml", 1817, 1817, 0, kOneFromLine},
+    {"mikel-mail/emails/attachment_emails/attachment_pdf.eml", 1817, 1817, 0, kOneFromLine},
+    {"mikel-mail/emails/attachment_emails/attachment_pdf_lf.eml", 1817, 1817, 0, kOneFromLine},
+    {"mikel-mail/emails/attachment_emails/attachment_pdf_non_ascii.eml", 1817, 1817, 0, kOneFromLine},
+    {"mikel-mail/emails/attachment_emails/attachment_pdf_non_ascii_lf.eml", 1817, 1817, 0, kOneFromLine},
+    {"mikel-mail/emails/attachment_emails/attachment_with_base64_encoded_name.eml", 1817, 1817, 0, kOneFromLine},
+    {"mikel-mail/emails/mime_emails/raw_email11.eml", 1817, 1817, 0, kOneFromLine},
+    {"mikel-mail/emails/mime_emails/raw_email2.eml", 1817, 1817, 0, kOneFromLine},
+    {"mikel-mail/emails/mime_emails/raw_email_with_binary_encoded.eml", 1817, 1817, 0, kOneFromLine},
+    {"mikel-mail/emails/mime_emails/raw_email_with_multipart_mixed_quoted_boundary.eml", 1817, 1817, 0, kOneFromLine},
+    {"mikel-mail/emails/mime_emails/raw_email_with_nested_attachment.eml", 1817, 1817, 0, kOneFromLine},
+    {"mikel-mail/emails/mime_emails/raw_email_with_quoted_illegal_boundary.eml", 1817, 1817, 0, kOneFromLine},
+    {"mikel-mail/emails/plain_emails/mix_caps_content_type.eml", 1817, 1817, 0, kOneFromLine},
+    {"mikel-mail/emails/plain_emails/raw_email_simple.eml", 1817, 1817, 0, kOneFromLine},
+    {"mikel-mail/emails/plain_emails/raw_email_string_in_date_field.eml", 1817, 1817, 0, kOneFromLine},
+    {"mikel-mail/emails/plain_emails/raw_email_with_partially_quoted_subject.eml", 1817, 1817, 0, kOneFromLine},
+    {"mikel-mail/emails/rfc2822/example14.eml", 1817, 1817, 0, kOneFromLine},
+    {"mime-tools/testin/ak-0696.msg", 1817, 1817, 0, kOneFromLine},
+    {"mime-tools/testin/andreas-1296.txt", 1817, 1817, 0, kOneFromLine},
+    {"mime-tools/testin/third.hdr", 1817, 1817, 0, kOneFromLine},
+    {"mime-tools/testmsgs/ak-0696.msg", 1817, 1817, 0, kOneFromLine},
+    {"mime-tools/testmsgs/frag.msg", 1817, 1817, 0, kOneFromLine},
+    {"mime-tools/testmsgs/uu-junk.msg", 1817, 1817, 0, kOneFromLine},
+    {"mime4j/mimetools-testmsgs/mp-msg-rfc822.msg", 1817, 1817, 0, kOneFromLine},
+    {"mime4j/mimetools-testmsgs/uu-junk.msg", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/mime-subject.txt", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/nice/001", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/nice/authres", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/nice/cjk/gb2312.2", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/nice/cjk/iso-2022-jp.1", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/nice/dkim/MultipleReceived_08", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/nice/mailman_message.txt", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/nice/mime2", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/nice/mime3", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/nice/mime4", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/nice/mime5", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/nice/mime7", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/nice/mime8", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/nice/mime9", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/spam/003", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/spam/004", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/spam/005", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/spam/006", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/spam/007", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/spam/009", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/spam/015", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/spam/016", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/spam/badmime2.txt", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/spam/dnsbl.eml", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/spam/dnsbl_domsonly.eml", 1817, 1817, 0, kOneFromLine},
+    {"spamassassin/spam/dnsbl_ipsonly.eml", 1817, 1817, 0, kOneFromLine},
+
+    // The first line starts with "From " but every field name has blanks
+    // before its colon.
+    {"mikel-mail/emails/rfc2822/example13.eml", 0, 1817, -3,
+     "one From line, so one message; but \"From  :\", \"To    :\", \"Subject     :\" have blanks "
+     "before the colon and are no fields: no header block holds a field"},
+    {"mikel-mail/emails/rfc2822/example13.eml", 0, 1192, -3,
+     "as a mail: the same header without a single field"},
+    {"mime4j/mbox/test-1/mbox.rlug", 0, 1192, 0,
+     "the mailbox handed over as a mail: From lines are not counted, the first message's header "
+     "opens"},
+};
+
+const Recognition kNews[] = {
+    {"comm-central/mail/components/extensions/test/xpcshell/messages/sample01.eml", 1193, 1193, 0,
+     "Newsgroups field; the body is one line of base64 text, no encoded segment"},
+    {"comm-central/mail/components/extensions/test/xpcshell/messages/sample04.eml", 1193, 1193, 0,
+     "Newsgroups field; the body is one line of base64 text, no encoded segment"},
+    {"comm-central/mail/components/extensions/test/xpcshell/messages/sample05.eml", 1193, 1193, 0,
+     "Newsgroups field; the body is one line of base64 text, no encoded segment"},
+    {"comm-central/mail/components/extensions/test/xpcshell/messages/sample06.eml", 1193, 1193, 0,
+     "Newsgroups field; the body is the plain line \"No content type\""},
+    {"mime-tools/testin/second.hdr", 1193, 1193, 0,
+     "news header and its blank line, nothing behind: the body range is empty, no segment"},
+    {"mime-tools/testin/third.hdr", 1817, 1817, 0,
+     "a From line, then a news header: a mailbox of one message, read as 1187, not as news"},
+    {"mime-tools/testin/third.hdr", 0, 1193, 0,
+     "the same as news: the body behind the blank line is empty, no segment"},
+    {"mimekit/messages/epilogue.txt", 1193, 1193, 0,
+     "multipart news article: the body starts with the preamble's line end and a delimiter line, "
+     "plain text"},
+    {"mimekit/yenc/00000020.ntx", 1193, 1193, 0,
+     "the body opens with \"=ybegin part=1\": the first piece of a posting, not a later segment"},
+    {"newsreap/00000020.ntx", 1193, 1193, 0,
+     "the body opens with \"=ybegin part=1\": the first piece of a posting, not a later segment"},
+    {"usenet-yenc/yenc/multipart/00000020.ntx", 1193, 1193, 0,
+     "the body opens with \"=ybegin part=1\": the first piece of a posting, not a later segment"},
+    {"mimekit/yenc/00000021.ntx", 1193, 1193, -7,
+     "the body opens with \"=ybegin part=2\": a later segment of a posting in several articles"},
+    {"newsreap/00000021.ntx", 1193, 1193, -7,
+     "the body opens with \"=ybegin part=2\": a later segment of a posting in several articles"},
+    {"usenet-yenc/yenc/multipart/00000021.ntx", 1193, 1193, -7,
+     "the body opens with \"=ybegin part=2\": a later segment of a posting in several articles"},
+    {"usenet-yenc/yenc/multipart/00000021_checksum_mismatch.ntx", 1193, 1193, -7,
+     "the body opens with \"=ybegin part=2\" (a wrong checksum at its end): a later segment"},
+    {"usenet-yenc/yenc/multipart/00000021_missing_checksum.ntx", 1193, 1193, -7,
+     "the body opens with \"=ybegin part=2\" (no checksum at its end): a later segment"},
+    {"usenet-yenc/yenc/multipart/00000021_size_mismatch.ntx", 1193, 1193, -7,
+     "the body opens with \"=ybegin part=2\" (a wrong size at its end): a later segment"},
+    {"usenet-yenc/yenc/multipart/00000021_part_mismatch.ntx", 1193, 1193, -7,
+     "the body opens with \"=ybegin part=3\": a later segment"},
+    {"newsreap/00000021.ntx", 0, 1192, 0,
+     "the same later segment as a mail: only news articles are checked for segments"},
+    {"mimekit/yenc/simple.msg", 1193, 1193, 0,
+     "a \"-- \" line, then a whole yEnc file (=ybegin without part=): complete, not a segment"},
+    {"newsreap/00000005.ntx", 1193, 1193, 0,
+     "a \"-- \" line, then a whole yEnc file (=ybegin without part=): complete, not a segment"},
+    {"usenet-yenc/yenc/singlepart/00000005.ntx", 1193, 1193, 0,
+     "a \"-- \" line, then a whole yEnc file (=ybegin without part=): complete, not a segment"},
+    {"usenet-yenc/yenc/singlepart/00000005_checksum_mismatch.ntx", 1193, 1193, 0,
+     "a whole yEnc file (=ybegin without part=) with a wrong checksum: not a segment"},
+    {"usenet-yenc/yenc/singlepart/00000005_missing_checksum.ntx", 1193, 1193, 0,
+     "a whole yEnc file (=ybegin without part=) without checksum: not a segment"},
+    {"usenet-yenc/yenc/singlepart/00000005_size_mismatch.ntx", 1193, 1193, 0,
+     "a whole yEnc file (=ybegin without part=) with a wrong size: not a segment"},
+    {"newsreap/5nl7kahf6idkev93a8qu5k9m4095nt5p2i@4ax-2.com.msg", 1193, 1193, 0,
+     "quoted text, then a whole yEnc file (=ybegin without part=) at line 33: not a segment"},
+    {"newsreap/5nl7kahf6idkev93a8qu5k9m4095nt5p2i@4ax-3.com.msg", 1193, 1193, 0,
+     "a plain text reply: no encoded data at all"},
+    {"newsreap/emptyfile.msg", 1193, 1193, 0, "the body is one empty line: text, not a segment"},
+    {"newsreap/headers.test01.msg", 1193, 1193, 0,
+     "plain text body (a field-like line further down is body text)"},
+    {"newsreap/headers.test02.msg", 1193, 1193, 0, "plain text body behind an empty line"},
+    {"newsreap/headers.test03.msg", 1193, 1193, 0,
+     "no blank line at all: the header runs to the end, the body range lies behind it and is "
+     "empty"},
+};
+
+const Recognition kHeaderless[] = {
+    {"comm-central/mailnews/test/data/basic4", 0, 1192, -3,
+     "a line end, then one line of prose: no line starts with a word and a colon"},
+    {"cpython-cjkencodings/shift_jis.txt", 0, 1192, -3,
+     "Shift_JIS text with no colon byte anywhere: no field"},
+    {"gmime/data/filters/lorem-ipsum.txt", 0, 1192, -3, "prose with no colon: no field"},
+    {"enmime/testdata/mail/erroneous.raw", 0, 1192, -3,
+     "\"// Not an RFC-822 Document\": the first word ends at a blank, not a colon"},
+    {"kmime/codec_b/null-decode.b", 0, 1192, -3, "an empty file has no header"},
+    {"mime-tools/testin/mime-sm.b64", 0, 1192, -3, "bare base64 lines hold no colon: no field"},
+    {"mime4j/mimetools-testmsgs/README.txt", 0, 1192, 0,
+     "the second line starts \"http:\", a word that ends in a colon: that is a field, so the "
+     "text has a header"},
+    {"enmime/testdata/low-quality/bad-header-start.raw", 0, 1192, 0,
+     "the first line starts with a blank and is passed over; \"Subject:\" on the next is a field"},
+    {"mime4j/testmsgs/obsolete.msg", 0, 1192, 0,
+     "\"Subject :\" and \"Date    :\" are no fields (a blank before the colon), but the name with "
+     "an 8-bit byte in \"Inval\\xE9d-Header:\" ends in a colon: one field"},
+};
+
+std::string PathOf(const Recognition& row) { return CorpusRoot() + "/" + row.file; }
+
+void CheckRows(const Recognition* rows, size_t count) {
+    for (size_t i = 0; i < count; ++i) {
+        const Recognition& row = rows[i];
+        SCOPED_TRACE(std::string(row.file) + " as " + std::to_string(row.openAs) + ": " + row.why);
+        ASSERT_TRUE(std::filesystem::is_regular_file(PathOf(row)));
+        if (row.identified != 0) {
+            EXPECT_EQ(IdentifyCorpusFile(PathOf(row)), row.identified);
+        }
+        const CorpusRun run = RunCorpusFile(PathOf(row), {row.openAs, false});
+        EXPECT_EQ(run.openCode, row.code);
+        if (run.openCode == 0) {
+            EXPECT_TRUE(run.ended);
+        }
+        for (const std::string& problem : run.problems) ADD_FAILURE() << problem;
+    }
+}
+
+TEST(Recognition, Mailboxes) { CheckRows(kMailboxes, std::size(kMailboxes)); }
+
+TEST(Recognition, NewsArticles) { CheckRows(kNews, std::size(kNews)); }
+
+TEST(Recognition, HeaderlessTexts) { CheckRows(kHeaderless, std::size(kHeaderless)); }
+
+std::string FileBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// A mailbox of one message becomes a document of FormatId 1187 read from
+// byte 0: everything the host sees is what 1187 itself gives.
+TEST(Recognition, OneMessageMailboxReadsAsMimeFile) {
+    for (const Recognition& row : kMailboxes) {
+        if (row.openAs != FI_MBOX || row.code != 0) continue;
+        SCOPED_TRACE(row.file);
+        const std::string bytes = FileBytes(PathOf(row));
+        RecordingHost asMailbox, asMimeFile;
+        ASSERT_EQ(RunDocument(asMailbox, bytes, FI_MBOX), 0);
+        ASSERT_EQ(RunDocument(asMimeFile, bytes, FI_MIME_FILE), 0);
+        EXPECT_EQ(asMailbox.Transcript(), asMimeFile.Transcript());
+    }
+}
+
+// The first byte block of a file, up to its first blank line.
+std::string HeadOf(const std::string& bytes) {
+    size_t end = bytes.find("\n\n");
+    const size_t crlf = bytes.find("\r\n\r\n");
+    if (crlf < end) end = crlf;
+    return bytes.substr(0, end == std::string::npos ? bytes.size() : end);
+}
+
+bool HasNewsField(const std::string& head) {
+    size_t start = 0;
+    while (start < head.size()) {
+        std::string line = head.substr(start, head.find('\n', start) - start);
+        for (char& c : line) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        if (line.rfind("newsgroups:", 0) == 0 || line.rfind("path:", 0) == 0) return true;
+        const size_t next = head.find('\n', start);
+        if (next == std::string::npos) break;
+        start = next + 1;
+    }
+    return false;
+}
+
+// The tables above claim every mailbox and every news article of the
+// corpus; a file added to the corpus later must get its row.
+TEST(Recognition, TablesCoverEveryMailboxAndNewsFile) {
+    std::set<std::string> listed;
+    for (const Recognition& row : kMailboxes) listed.insert(row.file);
+    for (const Recognition& row : kNews) listed.insert(row.file);
+    size_t mailboxes = 0, news = 0;
+    for (const std::string& folder : CorpusFolders()) {
+        for (const std::string& path : CorpusFilesUnder(folder)) {
+            const std::string bytes = FileBytes(path);
+            const bool mailbox = bytes.rfind("From ", 0) == 0;
+            const bool article = HasNewsField(HeadOf(bytes));
+            if (!mailbox && !article) continue;
+            mailboxes += mailbox;
+            news += article;
+            const std::string name = std::filesystem::relative(path, CorpusRoot()).string();
+            EXPECT_TRUE(listed.count(name)) << name << " has no row";
+        }
+    }
+    EXPECT_EQ(mailboxes, 93u);
+    EXPECT_EQ(news, 29u);
+}
+
+}  // namespace
