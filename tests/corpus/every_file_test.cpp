@@ -1,8 +1,8 @@
 // every_file_test.cpp - every file of the shared corpus, expected-output
 // files and notes too, goes through the filter: as the identification
-// service names it (1192 when it names nothing), and also as a mail (1192)
-// and as encoded data (4050) to stress the parsers with input that is not
-// what they expect; each of these straight through and stopping at every
+// service names it (1192 when it names nothing), and also as a mail, news,
+// encoded data and TNEF, to stress the parsers with input that is not what
+// they expect; each of these straight through and stopping at every
 // paragraph. Each run must
 // end, keep the host rules (lean_host.h) and answer a known code.
 //
@@ -29,14 +29,20 @@ std::string Describe(const std::string& path, const CorpusRunOptions& options, c
     return line;
 }
 
+// FormatIds every file is also read as, whatever it is: a mail, a news
+// article (the segment check and the set search), encoded data of three
+// kinds (the name searches, the BinHex reader) and TNEF (the walker).
+constexpr uint16_t kForcedFormats[] = {FI_INTERNET_MAIL, FI_INTERNET_NEWS, FI_UUE,
+                                       FI_YENC,          FI_BINHEX,        FI_TNEF};
+
 // The runs each file gets: each FormatId read straight through, and again
 // with a stop at every paragraph, which restarts the writers at each line.
 std::vector<CorpusRunOptions> RunsFor(const std::string& path) {
     uint16_t identified = IdentifyCorpusFile(path);
     if (identified == FI_UNKNOWN) identified = FI_INTERNET_MAIL;
     std::vector<uint16_t> formats = {identified};
-    if (identified != FI_INTERNET_MAIL) formats.push_back(FI_INTERNET_MAIL);
-    if (identified != FI_UUE) formats.push_back(FI_UUE);
+    for (uint16_t formatId : kForcedFormats)
+        if (formatId != identified) formats.push_back(formatId);
     std::vector<CorpusRunOptions> runs;
     for (uint16_t formatId : formats) {
         runs.push_back({formatId, false});

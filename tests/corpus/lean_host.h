@@ -1,7 +1,10 @@
 // lean_host.h - a host for pushing many documents through the filter fast.
 // It keeps counts, not transcripts, and checks as the calls arrive the rules
 // any host relies on: characters fit 16 bits, breaks are of a known kind,
-// every tagged span is closed by an end of the same kind and id, nothing is
+// every tagged span is closed by an end of the same kind and id, a link
+// names a sub-document the host handed out, each sub-document declaration is
+// closed by its recipe's end before the next one, tables neither nest nor
+// stay open and their row and cell breaks fall inside them, nothing is
 // emitted behind the break that ends a read, no bail-out.
 //
 // It stores no output; RecordingHost (tests/support) is the host for looking
@@ -38,11 +41,14 @@ public:
     uint64_t characters() const { return characters_; }
     uint64_t paragraphs() const { return paragraphs_; }
 
-    // Spans still open; call once the document is done.
+    // Spans, tables and declarations still open; call once the document is
+    // done.
     void CheckAllClosed() {
         for (const auto& [key, depth] : openTags_)
             if (depth != 0)
                 Problem("span of kind " + Hex(key.first) + " id " + Hex(key.second) + " left open");
+        if (tableOpen_) Problem("table left open");
+        if (declaring_) Problem("sub-document declaration without its recipe end");
     }
 
     const std::vector<std::string>& problems() const { return problems_; }
@@ -76,7 +82,9 @@ public:
             ended_ = true;
             return 0;
         case BRK_ROW_END:
-        case BRK_CELL_END: return 0;
+        case BRK_CELL_END:
+            if (!tableOpen_) Problem("row or cell break outside a table");
+            return 0;
         default: Problem("break of kind " + Hex(kind)); return 0;
         }
     }
@@ -86,6 +94,8 @@ public:
         // or closed twice by the document: it is not paired here.
         if (kind == TAG_SIDE_TEXT) return 0;
         if ((kind & 0xFFFFu) != 0 && record == nullptr) Problem("tag " + Hex(kind) + " without its record");
+        if (kind == TAG_LINK && (id == 0 || id > subdocs_))
+            Problem("link to sub-document " + Hex(id) + " that the host never numbered");
         ++openTags_[{kind, id}];
         return 0;
     }
@@ -107,8 +117,16 @@ public:
     int32_t SetFontSize(int32_t) override { return Count(); }
     int32_t BeginSection(uint32_t, uint32_t, uint32_t) override { return Count(); }
     int32_t SetParaSpacing(uint32_t, uint32_t, uint32_t, uint32_t) override { return Count(); }
-    int32_t BeginTable() override { return Count(); }
-    int32_t EndTable() override { return Count(); }
+    int32_t BeginTable() override {
+        if (tableOpen_) Problem("table begun inside a table");
+        tableOpen_ = true;
+        return Count();
+    }
+    int32_t EndTable() override {
+        if (!tableOpen_) Problem("end of a table that was not begun");
+        tableOpen_ = false;
+        return Count();
+    }
     int32_t PutObject(const uint32_t*) override { return Count(); }
     int32_t PutRule(const uint32_t*, uint32_t, uint32_t, uint32_t, uint32_t) override { return Count(); }
     int32_t RegisterText(const uint16_t*, uint32_t, uint32_t, uint32_t* number) override {
@@ -121,12 +139,19 @@ public:
     int32_t SetSecondColor(uint32_t, uint32_t) override { return Count(); }
     int32_t SetCharset(uint32_t) override { return Count(); }
     int32_t NewSubdoc(uint32_t* number) override {
+        if (declaring_) Problem("sub-document declared before the last one's recipe ended");
+        declaring_ = true;
         if (number) *number = ++subdocs_;
         return Count();
     }
     int32_t PutStringId(uint32_t) override { return Count(); }
     int32_t PutCellFormat(const uint32_t*) override { return Count(); }
-    int32_t SetProperty(uint32_t, uint32_t, uint32_t, uint32_t) override { return Count(); }
+    int32_t SetProperty(uint32_t form, uint32_t, uint32_t, uint32_t) override {
+        if ((form == PROP_RECIPE_STEP || form == PROP_RECIPE_END) && !declaring_)
+            Problem("recipe form " + Hex(form) + " outside a sub-document declaration");
+        if (form == PROP_RECIPE_END) declaring_ = false;
+        return Count();
+    }
     int32_t SetSectionName(uint32_t, uint32_t) override { return Count(); }
 
 private:
@@ -158,6 +183,8 @@ private:
     bool stopAll_ = false;
     bool runaway_ = false;
     bool ended_ = false;
+    bool tableOpen_ = false;
+    bool declaring_ = false;
     uint64_t callLimit_ = UINT64_MAX;
     uint64_t calls_ = 0;
     uint64_t characters_ = 0;
