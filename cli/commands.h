@@ -17,6 +17,9 @@ enum ExitStatus {
 using CommandFn = int (*)(int argc, char** argv);  // argv[0] is the command's name
 
 int ViewCommand(int argc, char** argv);
+int LsCommand(int argc, char** argv);
+int ExtractCommand(int argc, char** argv);
+int IdentifyCommand(int argc, char** argv);
 
 // "mailsift: <what>" on stderr.
 void Complain(const std::string& what);

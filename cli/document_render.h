@@ -29,6 +29,7 @@ struct RenderedTable {
 struct AttachmentLink {
     uint32_t index = 0;  // the filter's attachment number (recipe 0x100, 0, index)
     std::string name;    // the link's registered name; empty when it has none
+    std::string type;    // MIME type of the decoded data; empty when it couldn't be opened
     bool sized = false;  // whether `size` was measured
     uint64_t size = 0;   // decoded bytes
 };

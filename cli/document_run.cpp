@@ -1,14 +1,7 @@
 // document_run.cpp - see document_run.h.
 #include "cli/document_run.h"
 
-#include <vector>
-
 namespace {
-
-// A caller asks the filter's objects for at most this much at a time.
-constexpr uint32_t kSubdocRead = 65535;
-// Stops counting a decoded attachment that never ends.
-constexpr uint64_t kLargestAttachment = 1ull << 36;
 
 // No document has more sections than parts, and part indexes are 16-bit;
 // this only guards against a filter that never ends.
@@ -70,25 +63,4 @@ DocumentOutcome RunDocument(const FilterApi& api, IoObject* stream, uint16_t for
     api.localDown(proc, &handle);
     api.freeProc(proc);
     return outcome;
-}
-
-bool AttachmentSize(const FilterApi& api, IoObject* stream, uint32_t index, FilterProc* proc,
-                    uint64_t* size) {
-    if (!api.doSpecial) return false;
-    IoObject* object = nullptr;
-    api.doSpecial(stream, 0, &object, index, 0, 0, proc);
-    if (!object) return false;
-    // An attachment may stand at its end when it is handed out.
-    bool readable = object->Seek(object, 0, 0) == 0;
-    std::vector<char> buffer(kSubdocRead);
-    uint64_t total = 0;
-    while (readable && total < kLargestAttachment) {
-        uint32_t got = 0;
-        if (object->Read(object, buffer.data(), kSubdocRead, &got) != 0) readable = false;
-        if (got == 0 || got > kSubdocRead) break;
-        total += got;
-    }
-    object->Close(object);
-    *size = total;
-    return readable;
 }

@@ -25,10 +25,5 @@ using BeforeCloseHook = std::function<void(FilterProc* proc)>;
 DocumentOutcome RunDocument(const FilterApi& api, IoObject* stream, uint16_t formatId,
                             HostSink& sink, const BeforeCloseHook& beforeClose = {});
 
-// The number of bytes attachment `index` holds once decoded, read through
-// the object VwDoSpecial hands out; false when no object could be opened.
-bool AttachmentSize(const FilterApi& api, IoObject* stream, uint32_t index, FilterProc* proc,
-                    uint64_t* size);
-
 // The reason for a refusal code of VwStreamOpen, in words.
 std::string RefusalReason(int code);

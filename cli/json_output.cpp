@@ -74,6 +74,10 @@ void JsonOutput::Finish(const std::vector<AttachmentLink>& attachments) {
             scratch_ += "null";
         else
             AppendJsonString(scratch_, attachments[i].name);
+        if (!attachments[i].type.empty()) {
+            scratch_ += ", \"type\": ";
+            AppendJsonString(scratch_, attachments[i].type);
+        }
         if (attachments[i].sized) scratch_ += ", \"size\": " + std::to_string(attachments[i].size);
         scratch_ += '}';
     }

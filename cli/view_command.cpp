@@ -12,6 +12,7 @@
 #include "cli/events_output.h"
 #include "cli/identify.h"
 #include "cli/json_output.h"
+#include "cli/recipe_run.h"
 #include "cli/text_output.h"
 
 namespace {
@@ -23,13 +24,6 @@ struct ViewOptions {
     long formatId = -1;  // --as; -1 to identify
     std::string file;
 };
-
-bool ParseFormatId(const char* text, long* value) {
-    char* end = nullptr;
-    errno = 0;
-    *value = std::strtol(text, &end, 0);
-    return errno == 0 && end != text && *end == '\0' && *value >= 0 && *value <= 0xFFFF;
-}
 
 // Answers kExitOk, or kExitUsage after complaining.
 int ParseViewOptions(int argc, char** argv, ViewOptions* options) {
@@ -86,8 +80,17 @@ DocumentOutcome Render(const FilterApi& api, IoObject* stream, uint16_t formatId
         } target(out, options, formatId);
         DocumentRender render(target);
         auto measure = [&](FilterProc* proc) {
-            for (AttachmentLink& link : render.attachments())
-                link.sized = AttachmentSize(api, stream, link.index, proc, &link.size);
+            for (AttachmentLink& link : render.attachments()) {
+                RecipeStream attachment;
+                std::string error;
+                if (!attachment.Open(api, stream, proc, AttachmentRecipe(link.index), &error))
+                    continue;
+                link.type = RecipeMimeType(attachment.object());
+                bool whole = false;
+                link.size = RecipeCopy(attachment.object(), [](std::string_view) { return true; },
+                                       &whole);
+                link.sized = whole;
+            }
         };
         DocumentOutcome outcome = RunDocument(api, stream, formatId, render, measure);
         if (outcome.kind == DocumentOutcome::Refused && !target.json) {
@@ -110,38 +113,15 @@ DocumentOutcome Render(const FilterApi& api, IoObject* stream, uint16_t formatId
 
 int ViewCommand(int argc, char** argv) {
     ViewOptions options;
-    int status = ParseViewOptions(argc, argv, &options);
+    const int status = ParseViewOptions(argc, argv, &options);
     if (status != kExitOk) return status;
-    IoObject* stream = nullptr;
-    status = OpenInput(options.file, &stream);
-    if (status != kExitOk) return status;
-
-    FilterApi api;
-    std::string error;
-    if (!FilterLoad(&api, &error)) {
-        stream->Close(stream);
-        Complain(error);
-        return kExitIo;
-    }
-    const uint16_t formatId = options.formatId >= 0 ? static_cast<uint16_t>(options.formatId)
-                                                    : IdentifyDocument(stream);
-    OutputBuffer out(stdout);
-    const DocumentOutcome outcome = Render(api, stream, formatId, options, out);
-    out.Flush();
-    stream->Close(stream);
-    FilterUnload(&api);
-
-    if (outcome.kind == DocumentOutcome::Refused) {
-        Complain(options.file + ": " + outcome.reason);
-        return kExitRefused;
-    }
-    if (outcome.kind == DocumentOutcome::Failed) {
-        Complain(options.file + ": " + outcome.reason);
-        return kExitIo;
-    }
-    if (out.failed()) {
-        Complain("cannot write the output");
-        return kExitIo;
-    }
-    return kExitOk;
+    return WithDocument(options.file, options.formatId,
+                        [&](const FilterApi& api, IoObject* stream, uint16_t formatId) {
+                            OutputBuffer out(stdout);
+                            DocumentOutcome outcome = Render(api, stream, formatId, options, out);
+                            out.Flush();
+                            if (outcome.kind == DocumentOutcome::Read && out.failed())
+                                outcome = {DocumentOutcome::Failed, 0, "cannot write the output"};
+                            return outcome;
+                        });
 }

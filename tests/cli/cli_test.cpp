@@ -66,7 +66,8 @@ TEST(Cli, JsonAndEventsRenderingsMatchTheirExpectedFiles) {
               std::string::npos)
         << parts.out;
     EXPECT_TRUE(parts.out.ends_with(
-        ", \"attachments\": [{\"index\": 0, \"name\": \"figures-q1.pdf\", \"size\": 304}]}\n"))
+        ", \"attachments\": [{\"index\": 0, \"name\": \"figures-q1.pdf\", "
+        "\"type\": \"application/pdf\", \"size\": 304}]}\n"))
         << parts.out;
 
     // --as overrides identification and shows in the JSON.

@@ -1,0 +1,93 @@
+// recipes.h - the sub-documents a filter declares while it renders a
+// document, and how the host turns one back into a stream.
+//
+// A declaration is SoNewSubdoc, then recipe steps (SoSetProperty 0xC1) up to
+// the end of the recipe (0xC2). A link (tag 0x8003000C) names its
+// sub-document through a registered text. RecipeCollector keeps all of that
+// and nothing else; RecipeStream applies a recipe's steps to the document's
+// stream: a byte range (Open kind 8), a decoding stage (Open kind 19), or
+// VwDoSpecial. Data is never held whole: RecipeCopy streams through a fixed
+// buffer.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/filter_loader.h"
+#include "cli/host_sink.h"
+
+struct RecipeStep {
+    uint32_t what = 0;  // 8 range, 0x2000 decoding stage, 0x100 VwDoSpecial
+    uint32_t a = 0;
+    uint32_t b = 0;
+};
+
+struct Recipe {
+    uint32_t number = 0;  // the sub-document number the host handed out, from 1
+    std::vector<RecipeStep> steps;
+    bool complete = false;     // the end of the recipe was given
+    bool overlong = false;     // more steps than any recipe has: not opened
+    std::u16string linkName;   // the link's registered text, as the filter passed it
+    uint32_t nameCharset = 0;  // the CharsetId it was registered under
+};
+
+// A HostSink that only collects recipes and link names; everything else the
+// filter sends is dropped.
+class RecipeCollector final : public HostSink {
+public:
+    const std::vector<Recipe>& recipes() const { return recipes_; }
+
+    int32_t NewSubdoc(uint32_t* number) override;
+    int32_t SetProperty(uint32_t form, uint32_t what, uint32_t a, uint32_t b) override;
+    int32_t RegisterText(const uint16_t* text, uint32_t charset, uint32_t length,
+                         uint32_t* number) override;
+    int32_t BeginTag(uint32_t kind, uint32_t id, const uint32_t* record) override;
+
+private:
+    struct Text {
+        std::u16string units;
+        uint32_t charset = 0;
+    };
+    std::vector<Recipe> recipes_;
+    Recipe* declaring_ = nullptr;  // between SoNewSubdoc and the recipe's end
+    std::map<uint32_t, Text> texts_;
+    uint32_t nextText_ = 1;
+};
+
+// The streams one recipe opened, closed last first when it goes.
+class RecipeStream {
+public:
+    RecipeStream() = default;
+    ~RecipeStream() { Close(); }
+    RecipeStream(const RecipeStream&) = delete;
+    RecipeStream& operator=(const RecipeStream&) = delete;
+
+    // Applies the steps to `document`. False, with the reason in words, when
+    // a step could not be made. A range of length 0 is an empty stream.
+    bool Open(const FilterApi& api, IoObject* document, FilterProc* proc, const Recipe& recipe,
+              std::string* error);
+    // The last stage, null for an empty stream.
+    IoObject* object() const { return opened_.empty() || empty_ ? nullptr : opened_.back(); }
+    void Close();
+
+private:
+    bool Apply(const FilterApi& api, FilterProc* proc, const RecipeStep& step, IoObject* base,
+               std::string* error);
+
+    std::vector<IoObject*> opened_;
+    bool empty_ = false;
+};
+
+// Reads the stream from its start (an attachment may stand at its end when
+// handed out) and hands each piece to `sink`, which answers false to stop.
+// Answers the bytes read; `ok` tells whether the read ended without failure.
+using RecipeSinkFn = std::function<bool(std::string_view piece)>;
+uint64_t RecipeCopy(IoObject* object, const RecipeSinkFn& sink, bool* ok);
+
+// libmagic's MIME type of the stream's start; leaves the stream at 0.
+// "application/x-empty" for an empty stream.
+std::string RecipeMimeType(IoObject* object);
