@@ -1,0 +1,148 @@
+// `mailsift identify`, `ls` and `extract` as a user meets them: listings,
+// decoded names, files that are never overwritten, hostile names, and the
+// exit statuses.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "tests/cli/cli_run.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string kExamples = std::string(MAILSIFT_SOURCE_DIR) + "/examples/";
+const std::string kCorpus = std::string(MAILSIFT_CORPUS_DIR) + "/";
+
+fs::path FreshDirectory(const std::string& name) {
+    const fs::path dir = fs::path(testing::TempDir()) / name;
+    fs::remove_all(dir);
+    return dir;
+}
+
+std::string WriteTemp(const std::string& name, const std::string& bytes) {
+    const std::string path = std::string(testing::TempDir()) + name;
+    std::ofstream(path, std::ios::binary) << bytes;
+    return path;
+}
+
+TEST(IdentifyCommand, NamesWhatTheServiceSays) {
+    CliResult run = RunCli({"identify", kExamples + "attachment.eml"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "1192 Internet Mail Message\n");
+    run = RunCli({"identify", WriteTemp("noise.bin", std::string("\x00\x9C\x01\xFF", 4) +
+                                                         std::string(500, '\x9C'))});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "1999 unknown\n");
+    EXPECT_EQ(RunCli({"identify"}).status, 2);
+    EXPECT_EQ(RunCli({"identify", "/nonexistent"}).status, 3);
+}
+
+TEST(LsCommand, ListsEverySubDocumentWithNameTypeAndDecodedSize) {
+    CliResult run = RunCli({"ls", kExamples + "attachment.eml"});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.out, "1\tfigures-q1.pdf\tapplication/pdf\t304\n");
+
+    // Related pictures (byte-range recipes) are named by the header in front
+    // of them; a name split into RFC 2231 pieces and one in encoded words
+    // are decoded from the document's own fields.
+    run = RunCli({"ls", kCorpus + "mailparser/test/fixtures/nodemailer.eml"});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.out,
+              "1\timage.png\timage/png\t126\n"
+              "2\tnyan cat \xE2\x9C\x94.gif\timage/gif\t29361\n"
+              "3\timage.png\timage/png\t126\n"
+              "4\tnyan cat \xE2\x9C\x94.gif\timage/gif\t29361\n"
+              "5\tnotes.txt\ttext/plain\t85\n");
+    EXPECT_EQ(RunCli({"ls"}).status, 2);
+    EXPECT_EQ(RunCli({"ls", "--as", "x", kExamples + "attachment.eml"}).status, 2);
+    EXPECT_EQ(RunCli({"ls", kExamples + "welcome.eml"}).out, "");
+}
+
+TEST(ExtractCommand, WritesDecodedDataAndNeverOverwrites) {
+    const fs::path dir = FreshDirectory("extract-twice");
+    CliResult run = RunCli({"extract", "-o", dir.string(), kExamples + "attachment.eml"});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.out, "1\t" + (dir / "figures-q1.pdf").string() + "\t304\n");
+    const std::string pdf = ReadWholeFile((dir / "figures-q1.pdf").string());
+    EXPECT_EQ(pdf.size(), 304u);
+    EXPECT_TRUE(pdf.starts_with("%PDF-1.4")) << pdf.substr(0, 16);
+
+    // The second run takes a new name; the first file stays as it was.
+    run = RunCli({"extract", "-o", dir.string(), "-n", "1", kExamples + "attachment.eml"});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.out, "1\t" + (dir / "figures-q1-1.pdf").string() + "\t304\n");
+    EXPECT_EQ(ReadWholeFile((dir / "figures-q1-1.pdf").string()), pdf);
+    EXPECT_EQ(ReadWholeFile((dir / "figures-q1.pdf").string()), pdf);
+
+    // A number the document doesn't have is a usage error, in words.
+    run = RunCli({"extract", "-o", dir.string(), "-n", "7", kExamples + "attachment.eml"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.err.find("has no sub-document 7"), std::string::npos) << run.err;
+    EXPECT_EQ(RunCli({"extract", "-n", "0", kExamples + "attachment.eml"}).status, 2);
+    EXPECT_EQ(RunCli({"extract", "-o"}).status, 2);
+    // A file where the directory should be: an I/O error.
+    run = RunCli({"extract", "-o", kExamples + "welcome.eml", kExamples + "attachment.eml"});
+    EXPECT_EQ(run.status, 3);
+    // A refused document writes nothing.
+    const fs::path none = FreshDirectory("extract-refused");
+    run = RunCli({"extract", "-o", none.string(), WriteTemp("refused.bin", std::string(300, '\x9C'))});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(fs::is_empty(none));
+}
+
+// Base64 in lines of 76 symbols, as mail carries it.
+std::string Base64Lines(const std::string& data) {
+    static const char kAlphabet[] =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string out;
+    for (size_t i = 0; i < data.size(); i += 3) {
+        uint32_t group = static_cast<unsigned char>(data[i]) << 16;
+        if (i + 1 < data.size()) group |= static_cast<unsigned char>(data[i + 1]) << 8;
+        if (i + 2 < data.size()) group |= static_cast<unsigned char>(data[i + 2]);
+        for (size_t k = 0; k < 4; ++k)
+            out += i + k <= data.size() ? kAlphabet[(group >> (18 - 6 * k)) & 63] : '=';
+        if ((i / 3 + 1) % 19 == 0) out += '\n';
+    }
+    return out;
+}
+
+TEST(ExtractCommand, HostileAndMissingNamesBecomeSafeFiles) {
+    std::string shell, pdf = "%PDF-1.4\n";
+    for (int i = 0; i < 40; ++i) shell += "echo hi\n";
+    for (int i = 0; i < 256; ++i) pdf += static_cast<char>(i);
+    const std::string mail =
+        "From: a@example.org\nTo: b@example.org\nSubject: names\nMIME-Version: 1.0\n"
+        "Content-Type: multipart/mixed; boundary=\"b\"\n\n--b\nContent-Type: text/plain\n\nhi\n"
+        "--b\nContent-Type: application/octet-stream; name=\"../../x/evil.sh\"\n"
+        "Content-Disposition: attachment; filename=\"../../x/evil.sh\"\n"
+        "Content-Transfer-Encoding: base64\n\n" + Base64Lines(shell) + "\n"
+        "--b\nContent-Type: application/pdf\nContent-Disposition: attachment\n"
+        "Content-Transfer-Encoding: base64\n\n" + Base64Lines(pdf) + "\n"
+        "--b\nContent-Type: text/plain\nContent-Disposition: attachment;\n"
+        " filename=\"=?utf-8?B?R3LDvMOfZS50eHQ=?=\"\n\nGruesse\n--b--\n";
+    const fs::path dir = FreshDirectory("extract-hostile");
+    const CliResult run = RunCli({"extract", "-o", dir.string(), WriteTemp("names.eml", mail)});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(ReadWholeFile((dir / "_.._x_evil.sh").string()), shell);
+    EXPECT_EQ(ReadWholeFile((dir / "part-2.pdf").string()), pdf);
+    // No transfer encoding: the line end in front of the delimiter counts.
+    EXPECT_EQ(ReadWholeFile((dir / "Gr\xC3\xBC\xC3\x9F" "e.txt").string()), "Gruesse\n");
+    int files = 0;
+    for (const auto& entry : fs::directory_iterator(dir)) files += entry.is_regular_file();
+    EXPECT_EQ(files, 3);
+    EXPECT_FALSE(fs::exists(dir.parent_path() / "x"));
+}
+
+TEST(ViewJson, AttachmentsCarryTheirDecodedType) {
+    const CliResult run = RunCli({"view", "--format", "json",
+                                  kCorpus + "mailparser/test/fixtures/nodemailer.eml"});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.out.find("\"type\": \"image/gif\", \"size\": 29361"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("\"name\": \"notes.txt\", \"type\": \"text/plain\", \"size\": 85}"),
+              std::string::npos);
+}
+
+}  // namespace
