@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <string>
+#include <vector>
 
 #include "host/constants.h"
 #include "host/mailfilter.h"
@@ -24,6 +26,7 @@ uint64_t StepBudget(uint64_t size, bool stopEveryParagraph) {
 
 // Rendered output is at most a few calls per input byte (a character and its
 // attributes); decompressed RTF inside TNEF can grow, so the margin is wide.
+// The same bound serves for the bytes of one sub-document.
 uint64_t CallBudget(uint64_t size) { return 64 * size + 1000000; }
 
 class FileStream {
@@ -113,6 +116,50 @@ void ReadDocument(IoObject* stream, FilterProc* proc, LeanHost& host, uint64_t b
     run.problems.push_back("no end of document after " + std::to_string(run.steps) + " reads");
 }
 
+// Reads one sub-document object from its start to its end, within a budget
+// of bytes and reads.
+void ReadSubdocument(IoObject* object, uint64_t byteBudget, LeanHost& host) {
+    constexpr uint32_t kChunk = 65535;
+    if (object->Seek(object, 0, 0) != 0) {
+        host.Problem("a sub-document object refused to seek to its start");
+        return;
+    }
+    std::vector<char> buffer(kChunk);
+    uint64_t total = 0;
+    for (uint64_t reads = 0; reads <= byteBudget / 512 + 16; ++reads) {
+        uint32_t got = 0;
+        const int32_t code = object->Read(object, buffer.data(), kChunk, &got);
+        if (got > kChunk) {
+            host.Problem("a sub-document read delivered more than was asked");
+            return;
+        }
+        total += got;
+        if (total > byteBudget) {
+            host.Problem("a sub-document kept delivering past " + std::to_string(byteBudget) + " bytes");
+            return;
+        }
+        if (code != 0 || got == 0) return;
+    }
+    host.Problem("a sub-document kept delivering in tiny reads");
+}
+
+// Opens what every VwDoSpecial recipe of the run names, reads it, ends it.
+void ReadSubdocuments(IoObject* stream, FilterProc* proc, LeanHost& host, uint64_t size,
+                      CorpusRun& run) {
+    for (const auto& [a, b] : host.specials()) {
+        IoObject* object = nullptr;
+        const int16_t code = VwDoSpecial(stream, a, &object, b, 0, 0, proc);
+        if ((code == 0) != (object != nullptr)) {
+            host.Problem("VwDoSpecial answered " + std::to_string(code) +
+                         (object ? " with an object" : " without an object"));
+        }
+        if (!object) continue;
+        ++run.subdocuments;
+        ReadSubdocument(object, CallBudget(size), host);
+        object->Close(object);
+    }
+}
+
 // A read behind the end of the document sends the end break again.
 void ReadPastEnd(IoObject* stream, FilterProc* proc, LeanHost& host, CorpusRun& run) {
     host.BeginHostCall();
@@ -154,6 +201,7 @@ CorpusRun RunCorpusFile(const std::string& path, const CorpusRunOptions& options
     if (run.openCode == 0) {
         ReadDocument(stream.get(), proc.get(), host, StepBudget(size, options.stopEveryParagraph), run);
         if (run.ended) ReadPastEnd(stream.get(), proc.get(), host, run);
+        if (options.readSubdocuments) ReadSubdocuments(stream.get(), proc.get(), host, size, run);
         VwStreamClose(stream.get(), proc.get());
         host.CheckAllClosed();
     } else if (!IsRefusal(run.openCode)) {

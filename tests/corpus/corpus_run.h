@@ -18,12 +18,16 @@ struct CorpusRun {
     bool ended = false;        // a break of kind 2 was reached
     uint64_t calls = 0;        // host calls
     uint64_t paragraphs = 0;
+    size_t subdocuments = 0;   // objects VwDoSpecial handed out
     std::vector<std::string> problems;  // empty when the run kept every rule
 };
 
 struct CorpusRunOptions {
     uint16_t formatId = 0;
     bool stopEveryParagraph = false;
+    // After the read, open every sub-document a recipe sends the host to
+    // VwDoSpecial for, and read it to its end.
+    bool readSubdocuments = false;
 };
 
 // The FormatId the platform's identification service gives the file, or

@@ -35,8 +35,9 @@ std::string Describe(const std::string& path, const CorpusRunOptions& options, c
 constexpr uint16_t kForcedFormats[] = {FI_INTERNET_MAIL, FI_INTERNET_NEWS, FI_UUE,
                                        FI_YENC,          FI_BINHEX,        FI_TNEF};
 
-// The runs each file gets: each FormatId read straight through, and again
-// with a stop at every paragraph, which restarts the writers at each line.
+// The runs each file gets: each FormatId read straight through, and then its
+// attachments and other sub-documents opened and read; and again with a stop
+// at every paragraph, which restarts the writers at each line.
 std::vector<CorpusRunOptions> RunsFor(const std::string& path) {
     uint16_t identified = IdentifyCorpusFile(path);
     if (identified == FI_UNKNOWN) identified = FI_INTERNET_MAIL;
@@ -45,8 +46,8 @@ std::vector<CorpusRunOptions> RunsFor(const std::string& path) {
         if (formatId != identified) formats.push_back(formatId);
     std::vector<CorpusRunOptions> runs;
     for (uint16_t formatId : formats) {
-        runs.push_back({formatId, false});
-        runs.push_back({formatId, true});
+        runs.push_back({formatId, false, true});
+        runs.push_back({formatId, true, false});
     }
     return runs;
 }
@@ -57,12 +58,13 @@ TEST_P(EveryCorpusFile, EndsAndKeepsTheHostRules) {
     const std::vector<std::string> files = CorpusFilesUnder(GetParam());
     ASSERT_FALSE(files.empty()) << "no files under " << GetParam();
     std::vector<std::string> failures;
-    size_t runs = 0, opened = 0;
+    size_t runs = 0, opened = 0, subdocuments = 0;
     for (const std::string& path : files) {
         for (const CorpusRunOptions& options : RunsFor(path)) {
             const CorpusRun run = RunCorpusFile(path, options);
             ++runs;
             if (run.openCode == 0) ++opened;
+            subdocuments += run.subdocuments;
             if (!run.problems.empty()) failures.push_back(Describe(path, options, run));
         }
     }
@@ -72,6 +74,7 @@ TEST_P(EveryCorpusFile, EndsAndKeepsTheHostRules) {
                                   << shown;
     // Every folder holds real mail or encoded data that some run must read.
     EXPECT_GT(opened, 0u);
+    RecordProperty("subdocuments", static_cast<int>(subdocuments));
 }
 
 std::string FolderTestName(const testing::TestParamInfo<std::string>& info) {

@@ -51,6 +51,14 @@ public:
         if (declaring_) Problem("sub-document declaration without its recipe end");
     }
 
+    // The (a, b) of every recipe step that sends the host to VwDoSpecial.
+    const std::vector<std::pair<uint32_t, uint32_t>>& specials() const { return specials_; }
+    // A rule broken outside the host calls, found by the runner.
+    void Problem(const std::string& what) {
+        ++problemCount_;
+        if (problems_.size() < kProblemsKept) problems_.push_back(what);
+    }
+
     const std::vector<std::string>& problems() const { return problems_; }
     uint64_t problemCount() const { return problemCount_; }
 
@@ -146,9 +154,10 @@ public:
     }
     int32_t PutStringId(uint32_t) override { return Count(); }
     int32_t PutCellFormat(const uint32_t*) override { return Count(); }
-    int32_t SetProperty(uint32_t form, uint32_t, uint32_t, uint32_t) override {
+    int32_t SetProperty(uint32_t form, uint32_t what, uint32_t a, uint32_t b) override {
         if ((form == PROP_RECIPE_STEP || form == PROP_RECIPE_END) && !declaring_)
             Problem("recipe form " + Hex(form) + " outside a sub-document declaration");
+        if (form == PROP_RECIPE_STEP && what == STEP_SPECIAL) specials_.push_back({a, b});
         if (form == PROP_RECIPE_END) declaring_ = false;
         return Count();
     }
@@ -175,11 +184,6 @@ private:
         return 0;
     }
 
-    void Problem(const std::string& what) {
-        ++problemCount_;
-        if (problems_.size() < kProblemsKept) problems_.push_back(what);
-    }
-
     bool stopAll_ = false;
     bool runaway_ = false;
     bool ended_ = false;
@@ -193,6 +197,7 @@ private:
     uint32_t texts_ = 0;
     uint32_t subdocs_ = 0;
     std::map<std::pair<uint32_t, uint32_t>, int64_t> openTags_;
+    std::vector<std::pair<uint32_t, uint32_t>> specials_;
     std::vector<std::string> problems_;
     uint64_t problemCount_ = 0;
 };
