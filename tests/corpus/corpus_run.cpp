@@ -2,6 +2,7 @@
 #include "tests/corpus/corpus_run.h"
 
 #include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -235,4 +236,11 @@ std::vector<std::string> CorpusFilesUnder(const std::string& folder) {
         if (it->is_regular_file()) files.push_back(it->path().string());
     std::sort(files.begin(), files.end());
     return files;
+}
+
+std::string CorpusTestName(const std::string& folder) {
+    std::string name = folder;
+    for (char& c : name)
+        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+    return name;
 }

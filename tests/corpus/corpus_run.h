@@ -41,3 +41,5 @@ CorpusRun RunCorpusFile(const std::string& path, const CorpusRunOptions& options
 std::string CorpusRoot();
 std::vector<std::string> CorpusFolders();
 std::vector<std::string> CorpusFilesUnder(const std::string& folder);
+// A folder's name as a test name: letters and digits, the rest '_'.
+std::string CorpusTestName(const std::string& folder);

@@ -8,7 +8,6 @@
 // transcripts.
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -53,13 +52,7 @@ TEST_P(ResumeCorpusMail, SlicesWithReplaysRenderAsOneRead) {
     RecordProperty("mails", static_cast<int>(compared));
 }
 
-std::string FolderTestName(const testing::TestParamInfo<std::string>& info) {
-    std::string name = info.param;
-    for (char& c : name)
-        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-    return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Corpus, ResumeCorpusMail, testing::ValuesIn(CorpusFolders()), FolderTestName);
+INSTANTIATE_TEST_SUITE_P(Corpus, ResumeCorpusMail, testing::ValuesIn(CorpusFolders()),
+                         [](const auto& info) { return CorpusTestName(info.param); });
 
 }  // namespace
