@@ -12,6 +12,7 @@
 #include "host/services.h"
 #include "platform/platform.h"
 #include "tests/corpus/lean_host.h"
+#include "tests/support/memory_object.h"
 
 namespace fs = std::filesystem;
 
@@ -179,15 +180,11 @@ uint16_t IdentifyCorpusFile(const std::string& path) {
     return formatId;
 }
 
-CorpusRun RunCorpusFile(const std::string& path, const CorpusRunOptions& options) {
+namespace {
+
+// The whole run over an open stream of `size` bytes.
+CorpusRun RunStream(IoObject* stream, uint64_t size, const CorpusRunOptions& options) {
     CorpusRun run;
-    std::error_code error;
-    const uint64_t size = fs::file_size(path, error);
-    FileStream stream(path);
-    if (error || !stream.get()) {
-        run.problems.push_back("cannot open the file");
-        return run;
-    }
     LeanHost host;
     host.StopAtEveryParagraph(options.stopEveryParagraph);
     host.SetCallLimit(CallBudget(size));
@@ -198,12 +195,12 @@ CorpusRun RunCorpusFile(const std::string& path, const CorpusRunOptions& options
     }
     VwOpenInfo info{};
     host.BeginHostCall();
-    run.openCode = VwStreamOpen(stream.get(), options.formatId, 0, &info, proc.get());
+    run.openCode = VwStreamOpen(stream, options.formatId, 0, &info, proc.get());
     if (run.openCode == 0) {
-        ReadDocument(stream.get(), proc.get(), host, StepBudget(size, options.stopEveryParagraph), run);
-        if (run.ended) ReadPastEnd(stream.get(), proc.get(), host, run);
-        if (options.readSubdocuments) ReadSubdocuments(stream.get(), proc.get(), host, size, run);
-        VwStreamClose(stream.get(), proc.get());
+        ReadDocument(stream, proc.get(), host, StepBudget(size, options.stopEveryParagraph), run);
+        if (run.ended) ReadPastEnd(stream, proc.get(), host, run);
+        if (options.readSubdocuments) ReadSubdocuments(stream, proc.get(), host, size, run);
+        VwStreamClose(stream, proc.get());
         host.CheckAllClosed();
     } else if (!IsRefusal(run.openCode)) {
         run.problems.push_back("VwStreamOpen answered " + std::to_string(run.openCode));
@@ -215,6 +212,25 @@ CorpusRun RunCorpusFile(const std::string& path, const CorpusRunOptions& options
         run.problems.push_back("and " + std::to_string(host.problemCount() - host.problems().size()) +
                                " more host rule breaks");
     return run;
+}
+
+}  // namespace
+
+CorpusRun RunCorpusFile(const std::string& path, const CorpusRunOptions& options) {
+    std::error_code error;
+    const uint64_t size = fs::file_size(path, error);
+    FileStream stream(path);
+    if (error || !stream.get()) {
+        CorpusRun run;
+        run.problems.push_back("cannot open the file");
+        return run;
+    }
+    return RunStream(stream.get(), size, options);
+}
+
+CorpusRun RunCorpusBytes(std::string_view bytes, const CorpusRunOptions& options) {
+    MemoryObject stream(bytes);
+    return RunStream(stream.get(), bytes.size(), options);
 }
 
 std::string CorpusRoot() { return MAILSIFT_CORPUS_DIR; }

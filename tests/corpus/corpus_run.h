@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 struct CorpusRun {
@@ -35,6 +36,8 @@ struct CorpusRunOptions {
 uint16_t IdentifyCorpusFile(const std::string& path);
 
 CorpusRun RunCorpusFile(const std::string& path, const CorpusRunOptions& options);
+// The same over bytes in memory, which have no sibling files.
+CorpusRun RunCorpusBytes(std::string_view bytes, const CorpusRunOptions& options);
 
 // The shared corpus: its top-level source folders, and every regular file
 // below a folder (expected-output files and notes included), sorted.
