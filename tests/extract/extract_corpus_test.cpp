@@ -303,7 +303,10 @@ TEST(ExtractCorpus, WritesWhatAnIndependentDecoderFindsInEveryMail) {
         const fs::path out = work / std::to_string(index);
         const CliResult run = RunCli({"extract", "-o", out.string(), mails[index].string()});
         ASSERT_EQ(run.signal, 0) << relative;
-        if (run.status == 1) continue;  // refused: no mail this filter reads
+        if (run.status == 1) {  // refused: no mail this filter reads, said in one line
+            EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << relative << run.err;
+            continue;
+        }
         // 3: a sub-document could not be opened; the others are still written.
         EXPECT_TRUE(run.status == 0 || run.status == 3) << relative << "\n" << run.err;
         ++extracted;
