@@ -63,3 +63,12 @@ int32_t MIMEDoSeek(IoObject* object, uint16_t whence, int32_t offset);
 int32_t MIMEDoTell(IoObject* object, uint32_t* pos);
 int32_t MIMEDoGetInfo(IoObject* object, uint32_t what, void* answer);
 }
+
+// The routines of the locator object (a byte range, or a recorded chain).
+extern "C" {
+int32_t MIMELocatorsDoClose(IoObject* object);
+int32_t MIMELocatorsDoRead(IoObject* object, void* buf, uint32_t count, uint32_t* got);
+int32_t MIMELocatorsDoSeek(IoObject* object, uint16_t whence, int32_t offset);
+int32_t MIMELocatorsDoTell(IoObject* object, uint32_t* pos);
+int32_t MIMELocatorsDoGetInfo(IoObject* object, uint32_t what, void* answer);
+}

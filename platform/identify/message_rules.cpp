@@ -118,11 +118,12 @@ bool HasTimeOfDay(const TextLine& line) {
 bool IsMboxStart(const uint8_t* data, size_t length) {
     LineCursor cursor(data, length);
     TextLine first;
-    if (!cursor.Next(&first) || !StartsWith(first, "From ") || first.length < 6 ||
-        first.text[5] == ' ') {
-        return false;
-    }
-    if (HasTimeOfDay(first)) return true;
+    if (!cursor.Next(&first) || !StartsWith(first, "From ")) return false;
+    // Some mail stores write a bare "From " line; it still separates when a
+    // header field follows directly.
+    bool bare = first.length == 5;
+    if (!bare && first.text[5] == ' ') return false;
+    if (!bare && HasTimeOfDay(first)) return true;
     TextLine next;
     return cursor.Next(&next) && FieldNameLength(next) != 0;
 }

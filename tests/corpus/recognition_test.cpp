@@ -71,7 +71,7 @@ const Recognition kMailboxes[] = {
     {"comm-central/mailnews/test/data/mail-without-from", 1817, 1817, 0, kOneFromLine},
     // Its first line is "From " with nothing behind it, which the
     // identification service does not take for a mailbox separator.
-    {"comm-central/mailnews/test/data/multipartmalt-detach", 0, 1817, 0, kOneFromLine},
+    {"comm-central/mailnews/test/data/multipartmalt-detach", 1817, 1817, 0, kOneFromLine},
     {"comm-central/mailnews/test/data/reply-filter-testmail", 1817, 1817, 0, kOneFromLine},
     {"comm-central/mailnews/test/data/template-latin1", 1817, 1817, 0, kOneFromLine},
     {"comm-central/mailnews/test/data/template-utf8", 1817, 1817, 0, kOneFromLine},

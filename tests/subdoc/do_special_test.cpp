@@ -50,9 +50,8 @@ TEST(DoSpecial, RequestsWithoutAnObjectAnswerMinusTwo) {
     StageHost stage("Subject: x\r\n\r\nbody\r\n");
     const size_t callsBefore = host.Calls().size();
 
-    // Split bodies and chains need their lists, which a lone mail doesn't
-    // have; byte ranges (a >= 3) are not offered yet.
-    struct Case { uint32_t a, b; } cases[] = {{1, 0}, {2, 1}, {2, 0}, {3, 10}, {14, 0xFFFFFFFE}};
+    // Split bodies and chains need their lists, which a lone mail doesn't have.
+    struct Case { uint32_t a, b; } cases[] = {{1, 0}, {2, 1}, {2, 0}};
     for (const Case& c : cases) {
         IoObject* object = kPreset;
         EXPECT_EQ(VwDoSpecial(stage.document(), c.a, &object, c.b, 0, 0, session.proc()), -2)
