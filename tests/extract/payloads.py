@@ -11,6 +11,9 @@ gets one line per part:
 
     N <tab> M <tab> transfer-encoding <tab> file name as UTF-8 hex, or - <tab> path
 
+An attached message (message/rfc822 and the like) gets a line of its own with
+the transfer encoding "attached-message" and no file, before its parts.
+
 A mail it can't parse gets no lines.
 """
 import email
@@ -36,7 +39,15 @@ def decoded_name(part):
     return name.encode("utf-8", "surrogateescape").decode("utf-8", "replace")
 
 
+def is_attached_message(part):
+    return part.get_content_maintype() == "message" and part.is_multipart()
+
+
 def leaves(message):
+    # An attached message is listed itself, then its own parts: the filter
+    # hands it out whole, as a byte range of the mail.
+    if is_attached_message(message):
+        yield message
     if message.is_multipart():
         for child in message.get_payload():
             if isinstance(child, email.message.Message):
@@ -62,6 +73,9 @@ def main():
             except Exception:
                 continue
             for m, part in enumerate(parts):
+                if is_attached_message(part):
+                    manifest.write("%d\t%d\tattached-message\t-\t-\n" % (n, m))
+                    continue
                 try:
                     payload = part.get_payload(decode=True)
                     if payload is None:
