@@ -25,18 +25,23 @@ bool AsciiIsItself(const FilterProc* proc) {
 }
 
 // Emits the run of printable ASCII at the reader's position; answers false
-// when the running position reached the limit.
+// when the running position reached the limit. The run is measured first so
+// that the loop of host calls keeps nothing but the bytes in flight.
 bool PutAsciiRun(ByteReader* reader, uint32_t* running, uint32_t limit, FilterProc* proc) {
-    HostTable host = HostOf(proc);
-    while (reader->remaining > 0) {
-        uint8_t byte = *reader->next;
-        if (byte < 0x20 || byte >= 0x7F) break;
-        ++reader->next;
-        --reader->remaining;
-        host::PutChar(host, byte);
-        if (++*running >= limit) return false;
-    }
-    return true;
+    if (reader->remaining <= 0) return true;
+    const uint8_t* bytes = reader->next;
+    uint32_t room = limit - *running;
+    uint32_t available = static_cast<uint32_t>(reader->remaining);
+    uint32_t end = available < room ? available : room;
+    uint32_t n = 0;
+    while (n < end && bytes[n] >= 0x20 && bytes[n] < 0x7F) ++n;
+    reader->next += n;
+    reader->remaining = static_cast<int16_t>(reader->remaining - n);
+    *running += n;
+    SoPutCharFn putChar = HostOf(proc).At<SoPutCharFn>(SO_PUTCHAR);
+    uintptr_t user1 = proc->user1, user2 = proc->user2;
+    for (uint32_t i = 0; i < n; ++i) putChar(bytes[i], user1, user2);
+    return *running < limit;
 }
 
 }  // namespace
