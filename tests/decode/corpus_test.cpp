@@ -6,13 +6,11 @@
 
 namespace {
 
-struct Sample {
+const struct {
     const char* input;
     uint32_t code;
     const char* expected;
-};
-
-const Sample kSamples[] = {
+} kSamples[] = {
     {"convert-binhex/testin/eyeball.gif.hqx", 17, "convert-binhex/testout/eyeball.gif"},
     {"uudeview/test/binhex.good.msg", 17, "uudeview/doc/test.txt"},
     {"uudeview/test/plain-yenc.good.msg", 18, "uudeview/doc/test.txt"},
@@ -28,12 +26,16 @@ const Sample kSamples[] = {
     {"aswaving-yenc/testdata/yenc.org/testfile_no_checksums.txt.yenc", 18,
      "aswaving-yenc/testdata/yenc.org/testfile.txt"},
     {"usenet-yenc/yenc/singlepart/00000005.ntx", 18, "usenet-yenc/yenc/singlepart/testfile.txt"},
+    // Damage in the trailer lines, which the decoder doesn't check.
+    {"usenet-yenc/yenc/singlepart/00000005_checksum_mismatch.ntx", 18, "usenet-yenc/yenc/singlepart/testfile.txt"},
+    {"usenet-yenc/yenc/singlepart/00000005_missing_checksum.ntx", 18, "usenet-yenc/yenc/singlepart/testfile.txt"},
+    {"usenet-yenc/yenc/singlepart/00000005_size_mismatch.ntx", 18, "usenet-yenc/yenc/singlepart/testfile.txt"},
     {"usenet-yenc/yenc/singlepart/test_1.2.ntx", 18, "usenet-yenc/yenc/singlepart/test_1.2.dat"},
     {"usenet-yenc/yenc/multipart/test_1.2.ntx", 18, "usenet-yenc/yenc/multipart/test_1.2.dat"},
 };
 
 TEST(Corpus, SamplesDecodeToTheFilesShippedBesideThem) {
-    for (const Sample& s : kSamples) {
+    for (const auto& s : kSamples) {
         SCOPED_TRACE(s.input);
         Bytes input = FileBytes(CorpusPath(s.input));
         Bytes expected = FileBytes(CorpusPath(s.expected));
@@ -48,27 +50,17 @@ TEST(Corpus, SamplesDecodeToTheFilesShippedBesideThem) {
 }
 
 TEST(Corpus, MultiPartYencJoinsInStreamOrder) {
-    Bytes joined = FileBytes(CorpusPath("usenet-yenc/yenc/multipart/00000020.ntx"));
+    Bytes first = FileBytes(CorpusPath("usenet-yenc/yenc/multipart/00000020.ntx"));
+    Bytes joined = first;
     Bytes second = FileBytes(CorpusPath("usenet-yenc/yenc/multipart/00000021.ntx"));
     joined.insert(joined.end(), second.begin(), second.end());
     Bytes expected = FileBytes(CorpusPath("usenet-yenc/yenc/multipart/joystick.jpg"));
     EXPECT_TRUE(DecodeBytes(18, joined) == expected);
     EXPECT_TRUE(DecodeBytes(255, joined) == expected);
     // The first part alone is the first stretch of the file.
-    Bytes first = DecodeBytes(18, FileBytes(CorpusPath("usenet-yenc/yenc/multipart/00000020.ntx")));
+    first = DecodeBytes(18, first);
     ASSERT_EQ(first.size(), 11250u);
     EXPECT_TRUE(std::equal(first.begin(), first.end(), expected.begin()));
-}
-
-TEST(Corpus, BrokenChecksumsAndSizesStillDecode) {
-    // The damage is in the trailer lines, which the decoder doesn't check.
-    Bytes expected = FileBytes(CorpusPath("usenet-yenc/yenc/singlepart/testfile.txt"));
-    for (const char* name : {"00000005_checksum_mismatch.ntx", "00000005_missing_checksum.ntx",
-                             "00000005_size_mismatch.ntx"}) {
-        SCOPED_TRACE(name);
-        Bytes got = DecodeBytes(18, FileBytes(CorpusPath(std::string("usenet-yenc/yenc/singlepart/") + name)));
-        EXPECT_EQ(got.size(), expected.size());
-    }
 }
 
 TEST(Corpus, BinHexWithoutDataForkAgreesWithUudeviewOnWhatIsThere) {
@@ -82,29 +74,10 @@ TEST(Corpus, BinHexWithoutDataForkAgreesWithUudeviewOnWhatIsThere) {
     EXPECT_TRUE(DecodeBytes(17, FileBytes(path)).empty());
     // The data fork of the GIF sample is what uudeview makes of it too.
     TempDir gif;
-    made = Uudeview(CorpusPath("convert-binhex/testin/eyeball.gif.hqx"), gif);
+    path = CorpusPath("convert-binhex/testin/eyeball.gif.hqx");
+    made = Uudeview(path, gif);
     ASSERT_EQ(made.size(), 1u);
-    EXPECT_TRUE(DecodeBytes(17, FileBytes(CorpusPath("convert-binhex/testin/eyeball.gif.hqx"))) ==
-                FileBytes(made[0]));
-}
-
-TEST(Corpus, HostileSamplesDecodeWithoutHarm) {
-    const char* bad[] = {
-        "uudeview/test/heap-oob-ScanData-truncated-headers-Content-Type-variant2.bad.msg",
-        "uudeview/test/heap-oob-ScanData-truncated-headers-Content-Type.bad.msg",
-        "uudeview/test/heap-oob-UUGetFileName-truncated-Subject.bad.msg",
-        "uudeview/test/heap-oob-UUGetPartNo.bad.msg",
-    };
-    for (const char* name : bad) {
-        Bytes input = FileBytes(CorpusPath(name));
-        ASSERT_FALSE(input.empty());
-        for (uint32_t code : {2u, 4u, 15u, 16u, 17u, 18u, 19u, 20u, 21u, 22u, 255u}) {
-            SCOPED_TRACE(std::string(name) + " code " + std::to_string(code));
-            Bytes got = DecodeBytes(code, input);
-            // Nothing decoded can outgrow its input by more than the shorthands allow.
-            EXPECT_LE(got.size(), input.size() * 4 + 64);
-        }
-    }
+    EXPECT_TRUE(DecodeBytes(17, FileBytes(path)) == FileBytes(made[0]));
 }
 
 }  // namespace

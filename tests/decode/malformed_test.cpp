@@ -1,5 +1,6 @@
-// malformed_test.cpp - bad input is data: truncated, junk, huge lines, the
-// lenient cases of each decoder, and the published compressed-RTF example.
+// malformed_test.cpp - bad input is data: truncated, junk, hostile corpus
+// samples, huge lines, the lenient cases of each decoder, and the published
+// compressed-RTF example.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -12,23 +13,32 @@ const uint32_t kCodes[] = {2, 4, 15, 16, 17, 18, 19, 20, 21, 22, 255};
 
 Bytes Decode(uint32_t code, const std::string& text) { return DecodeBytes(code, TextBytes(text)); }
 
-TEST(Malformed, RandomBytesNeverHurt) {
+// Nothing decoded can outgrow its input by more than the shorthands allow.
+void ExpectEveryDecoderBounded(const Bytes& input, const std::string& what) {
+    for (uint32_t code : kCodes) {
+        SCOPED_TRACE(what + " code " + std::to_string(code));
+        EXPECT_LE(DecodeBytes(code, input).size(), input.size() * 4 + 64);
+    }
+}
+
+TEST(Malformed, RandomBytesAndHostileSamplesNeverHurt) {
     std::mt19937 rng(9);
     for (int round = 0; round < 6; ++round) {
         Bytes junk(200000 + rng() % 1000);
         for (auto& b : junk) b = static_cast<uint8_t>(rng());
         // Some rounds printable only, so line-based decoders see lines.
-        if (round % 2) {
+        if (round % 2)
             for (auto& b : junk) b = static_cast<uint8_t>(0x20 + b % 0x5F);
-        }
-        if (round % 3 == 2) {
+        if (round % 3 == 2)
             for (size_t i = 0; i < junk.size(); i += 1 + rng() % 90) junk[i] = '\n';
-        }
-        for (uint32_t code : kCodes) {
-            SCOPED_TRACE("round " + std::to_string(round) + " code " + std::to_string(code));
-            Bytes got = DecodeBytes(code, junk);
-            EXPECT_LE(got.size(), junk.size() * 4 + 64);
-        }
+        ExpectEveryDecoderBounded(junk, "round " + std::to_string(round));
+    }
+    for (const char* name : {"heap-oob-ScanData-truncated-headers-Content-Type-variant2.bad.msg",
+                             "heap-oob-ScanData-truncated-headers-Content-Type.bad.msg",
+                             "heap-oob-UUGetFileName-truncated-Subject.bad.msg", "heap-oob-UUGetPartNo.bad.msg"}) {
+        Bytes input = FileBytes(CorpusPath(std::string("uudeview/test/") + name));
+        ASSERT_FALSE(input.empty()) << name;
+        ExpectEveryDecoderBounded(input, name);
     }
 }
 
@@ -62,7 +72,7 @@ TEST(Malformed, HugeLinesDecodeOrDropOut) {
 TEST(Malformed, TruncatedInputGivesWhatWasThere) {
     TempDir dir;
     ASSERT_TRUE(MakeVectors(dir, 13, 20000));
-    struct { const char* file; uint32_t code; const char* source; } cases[] = {
+    const struct { const char* file; uint32_t code; const char* source; } cases[] = {
         {"b64.txt", 2, "data.bin"}, {"qp.txt", 20, "data.bin"}, {"uu.txt", 15, "data.bin"},
         {"xx.txt", 16, "data.bin"}, {"a85.txt", 4, "data.bin"}, {"btoa.txt", 19, "data.bin"},
         {"yenc.txt", 18, "data.bin"}, {"binhex.hqx", 17, "data.bin"}, {"utf7.txt", 21, "utf7.be"},

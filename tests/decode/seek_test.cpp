@@ -1,11 +1,10 @@
 // seek_test.cpp - the decoding object as a file: seeks in every direction
-// against the whole decoded buffer, the cost of paging, and what it says of
-// itself (name, Open, Close).
+// against the whole decoded buffer, the cost of paging, failing bases, and
+// what it says of itself.
 #include <gtest/gtest.h>
 
 #include <random>
 
-#include "platform/decode/decode.h"
 #include "tests/decode/decode_test_util.h"
 
 namespace {
@@ -78,9 +77,9 @@ void LzfuRuns(size_t items, uint32_t seed, Bytes* compressed, Bytes* raw) {
 // Random seeks of every kind and reads of every size, each checked against
 // the whole decoded buffer.
 void CheckRandomAccess(uint32_t code, const Bytes& encoded, const Bytes& expected, uint32_t seed) {
-    MemoryBase* base = MemoryBaseMake(encoded);
-    base->position = 12345;  // the object must start from the base's start
-    IoObject* object = DecodeOpen(base, code);
+    MemoryBase base(encoded);
+    base.position = 12345;  // the object must start from the base's start
+    ObjectPtr object = DecodeOpen(base, code);
     ASSERT_NE(object, nullptr);
     std::mt19937 rng(seed);
     const int64_t length = static_cast<int64_t>(expected.size());
@@ -88,24 +87,20 @@ void CheckRandomAccess(uint32_t code, const Bytes& encoded, const Bytes& expecte
     std::vector<uint8_t> buf(65535);
     for (int op = 0; op < 600; ++op) {
         uint16_t whence = static_cast<uint16_t>(rng() % 3);
-        int64_t target;
-        int32_t offset;
         int kind = rng() % 4;
-        if (kind == 0) target = position - static_cast<int64_t>(rng() % 3000);  // a reader's step back
-        else if (kind == 1) target = position;
-        else target = static_cast<int64_t>(rng() % (expected.size() + 200));
-        if (target < 0) target = 0;
-        if (whence == 0) offset = static_cast<int32_t>(target);
-        else if (whence == 1) offset = static_cast<int32_t>(target - position);
-        else offset = static_cast<int32_t>(target - length);
-        ASSERT_EQ(object->Seek(object, whence, offset), 0);
+        int64_t target = kind == 0   ? position - static_cast<int64_t>(rng() % 3000)  // a reader's step back
+                         : kind == 1 ? position
+                                     : static_cast<int64_t>(rng() % (expected.size() + 200));
+        target = std::max<int64_t>(target, 0);
+        int64_t offset = whence == 0 ? target : whence == 1 ? target - position : target - length;
+        ASSERT_EQ(object->Seek(object.get(), whence, static_cast<int32_t>(offset)), 0);
         position = target;
         uint32_t told = 0;
-        ASSERT_EQ(object->Tell(object, &told), 0);
+        ASSERT_EQ(object->Tell(object.get(), &told), 0);
         ASSERT_EQ(told, static_cast<uint32_t>(position));
         uint32_t count = rng() % 4 == 0 ? 65535 : 1 + rng() % 4096;
         uint32_t got = 0xFFFFFFFF;
-        ASSERT_EQ(object->Read(object, buf.data(), count, &got), 0);
+        ASSERT_EQ(object->Read(object.get(), buf.data(), count, &got), 0);
         int64_t want = std::max<int64_t>(0, std::min<int64_t>(count, length - position));
         ASSERT_EQ(got, static_cast<uint32_t>(want)) << "op " << op << " at " << position;
         if (want > 0) {
@@ -113,8 +108,6 @@ void CheckRandomAccess(uint32_t code, const Bytes& encoded, const Bytes& expecte
         }
         position += want;
     }
-    object->Close(object);
-    MemoryBaseFree(base);
 }
 
 TEST(Seeking, RandomSeeksAndReadsMatchTheDecodedBuffer) {
@@ -128,119 +121,109 @@ TEST(Seeking, RandomSeeksAndReadsMatchTheDecodedBuffer) {
 
 TEST(Seeking, EndsAndBeyond) {
     Bytes data = RandomBytes(300000, 5);
-    MemoryBase* base = MemoryBaseMake(Base64Lines(data));
-    IoObject* object = DecodeOpen(base, 2);
+    MemoryBase base(Base64Lines(data));
+    ObjectPtr object = DecodeOpen(base, 2);
     ASSERT_NE(object, nullptr);
-    uint32_t told = 0;
-    ASSERT_EQ(object->Seek(object, 2, 0), 0);
-    object->Tell(object, &told);
-    EXPECT_EQ(told, data.size());
+    IoObject* io = object.get();
+    uint32_t told = 0, got = 99;
     uint8_t buf[16];
-    uint32_t got = 99;
-    EXPECT_EQ(object->Read(object, buf, sizeof buf, &got), 0);
+    ASSERT_EQ(io->Seek(io, 2, 0), 0);
+    io->Tell(io, &told);
+    EXPECT_EQ(told, data.size());
+    EXPECT_EQ(io->Read(io, buf, sizeof buf, &got), 0);
     EXPECT_EQ(got, 0u);
     // Past the end: the seek works, reads give nothing.
-    EXPECT_EQ(object->Seek(object, 0, static_cast<int32_t>(data.size() + 5000)), 0);
-    EXPECT_EQ(object->Read(object, buf, sizeof buf, &got), 0);
+    EXPECT_EQ(io->Seek(io, 0, static_cast<int32_t>(data.size() + 5000)), 0);
+    EXPECT_EQ(io->Read(io, buf, sizeof buf, &got), 0);
     EXPECT_EQ(got, 0u);
     // Before the start: refused, the position stays.
-    EXPECT_NE(object->Seek(object, 1, -static_cast<int32_t>(data.size() + 5001)), 0);
-    EXPECT_NE(object->Seek(object, 2, -static_cast<int32_t>(data.size() + 1)), 0);
-    object->Tell(object, &told);
+    EXPECT_NE(io->Seek(io, 1, -static_cast<int32_t>(data.size() + 5001)), 0);
+    EXPECT_NE(io->Seek(io, 2, -static_cast<int32_t>(data.size() + 1)), 0);
+    io->Tell(io, &told);
     EXPECT_EQ(told, data.size() + 5000);
     // Back to the start after the end was seen.
-    EXPECT_EQ(object->Seek(object, 0, 0), 0);
-    EXPECT_TRUE(ReadToEnd(object) == data);
-    object->Close(object);
-    MemoryBaseFree(base);
+    EXPECT_EQ(io->Seek(io, 0, 0), 0);
+    EXPECT_TRUE(ReadToEnd(io) == data);
 }
 
+// A reader made per call starts with a Tell and a seek; reads of 2 KiB with
+// steps back of a few bytes are what the filter does all along.
 TEST(Seeking, PagingWithReaderStepsBackStaysLinear) {
-    // A reader made per call starts with a Tell and a seek; reads of 2 KiB
-    // with steps back of a few bytes are what the filter does all along.
     Bytes data = RandomBytes(8 * 1024 * 1024, 6);
-    Bytes encoded = Base64Lines(data);
-    MemoryBase* base = MemoryBaseMake(encoded);
-    IoObject* object = DecodeOpen(base, 2);
+    MemoryBase base(Base64Lines(data));
+    ObjectPtr object = DecodeOpen(base, 2);
     ASSERT_NE(object, nullptr);
+    IoObject* io = object.get();
     std::vector<uint8_t> buf(2048);
     uint32_t position = 0, got = 0;
     for (;;) {
-        ASSERT_EQ(object->Seek(object, 0, static_cast<int32_t>(position)), 0);
-        ASSERT_EQ(object->Read(object, buf.data(), 2048, &got), 0);
+        ASSERT_EQ(io->Seek(io, 0, static_cast<int32_t>(position)), 0);
+        ASSERT_EQ(io->Read(io, buf.data(), 2048, &got), 0);
         if (got == 0) break;
         ASSERT_TRUE(std::equal(buf.begin(), buf.begin() + got, data.begin() + position));
         position += got > 100 ? got - 37 : got;
     }
     EXPECT_EQ(position, data.size());
-    EXPECT_LE(base->bytesRead, encoded.size() + 256 * 1024);
+    EXPECT_LE(base.bytesRead, base.data.size() + 256 * 1024);
     // A jump back to the middle re-reads from a checkpoint, not from the start.
-    uint64_t before = base->bytesRead;
-    ASSERT_EQ(object->Seek(object, 0, static_cast<int32_t>(data.size() / 2)), 0);
-    ASSERT_EQ(object->Read(object, buf.data(), 2048, &got), 0);
+    uint64_t before = base.bytesRead;
+    ASSERT_EQ(io->Seek(io, 0, static_cast<int32_t>(data.size() / 2)), 0);
+    ASSERT_EQ(io->Read(io, buf.data(), 2048, &got), 0);
     ASSERT_EQ(got, 2048u);
     EXPECT_TRUE(std::equal(buf.begin(), buf.end(), data.begin() + data.size() / 2));
-    EXPECT_LE(base->bytesRead - before, 512u * 1024);
-    object->Close(object);
-    MemoryBaseFree(base);
+    EXPECT_LE(base.bytesRead - before, 512u * 1024);
 }
 
+// The object answers for its base, refuses codes it has no decoder for, and
+// never closes its base.
 TEST(Seeking, TheObjectSpeaksForItsBase) {
-    MemoryBase* base = MemoryBaseMake(TextBytes("SGVsbG8h\n"));
-    base->name = "attachment.bin";
-    IoObject* object = DecodeOpen(base, 2);
+    MemoryBase base(TextBytes("SGVsbG8h\n"));
+    base.name = "attachment.bin";
+    ObjectPtr object = DecodeOpen(base, 2);
     ASSERT_NE(object, nullptr);
+    IoObject* io = object.get();
     char name[513] = {};
-    EXPECT_EQ(object->GetInfo(object, 3, name), 0);
+    EXPECT_EQ(io->GetInfo(io, 3, name), 0);
     EXPECT_STREQ(name, "attachment.bin");
     uint32_t kind = 0;
-    EXPECT_EQ(object->GetInfo(object, 14, &kind), -10);  // the base doesn't answer it
-    EXPECT_EQ(object->GetInfo(object, 5, &kind), -10);
-    EXPECT_EQ(object->Open, base->io.Open);
-    EXPECT_EQ(object->Write, nullptr);
-    EXPECT_TRUE(ReadToEnd(object) == TextBytes("Hello!"));
-    object->Close(object);
-    EXPECT_FALSE(base->closed);
-    MemoryBaseFree(base);
-}
+    EXPECT_EQ(io->GetInfo(io, 14, &kind), -10);  // the base doesn't answer it
+    EXPECT_EQ(io->GetInfo(io, 5, &kind), -10);
+    EXPECT_EQ(io->Open, base.io.Open);
+    EXPECT_EQ(io->Write, nullptr);
+    EXPECT_TRUE(ReadToEnd(io) == TextBytes("Hello!"));
+    object.reset();
+    EXPECT_FALSE(base.closed);
 
-TEST(Seeking, UnknownCodesAreRefused) {
-    MemoryBase* base = MemoryBaseMake(TextBytes("data"));
     for (uint32_t code : {0u, 1u, 3u, 5u, 14u, 23u, 254u, 256u, 0xFFFFFFFFu}) {
         IoObject* out = reinterpret_cast<IoObject*>(-1);
-        EXPECT_EQ(DecodeObjectOpen(&base->io, code, &out), -2) << code;
+        EXPECT_EQ(DecodeObjectOpen(&base.io, code, &out), -2) << code;
     }
-    MemoryBaseFree(base);
 }
 
 TEST(Seeking, ABaseThatFailsEndsTheDataThere) {
     Bytes data = RandomBytes(2 * 1024 * 1024, 7);
-    Bytes encoded = Base64Lines(data);
-    MemoryBase* base = MemoryBaseMake(encoded);
-    base->failReadsAt = 1000000;
-    base->largestRead = 4000;
-    IoObject* object = DecodeOpen(base, 2);
+    MemoryBase failing(Base64Lines(data));
+    failing.failReadsAt = 1000000;
+    failing.largestRead = 4000;
+    ObjectPtr object = DecodeOpen(failing, 2);
     ASSERT_NE(object, nullptr);
-    Bytes got = ReadToEnd(object);
+    Bytes got = ReadToEnd(object.get());
     EXPECT_GT(got.size(), 600000u);
     EXPECT_LT(got.size(), 1000000u * 3 / 4);
     EXPECT_TRUE(std::equal(got.begin(), got.end(), data.begin()));
-    object->Close(object);
-    MemoryBaseFree(base);
 
     // Seeks that fail: reading on works, going far back gives nothing.
-    base = MemoryBaseMake(encoded);
-    object = DecodeOpen(base, 2);
+    MemoryBase stuck(failing.data);
+    object = DecodeOpen(stuck, 2);
     ASSERT_NE(object, nullptr);
-    base->failSeeks = true;
+    stuck.failSeeks = true;
+    IoObject* io = object.get();
     std::vector<uint8_t> buf(65535);
     uint32_t n = 0;
-    for (int i = 0; i < 10; ++i) ASSERT_EQ(object->Read(object, buf.data(), 65535, &n), 0);
-    EXPECT_EQ(object->Seek(object, 0, 0), 0);
-    EXPECT_EQ(object->Read(object, buf.data(), 100, &n), 0);
+    for (int i = 0; i < 10; ++i) ASSERT_EQ(io->Read(io, buf.data(), 65535, &n), 0);
+    EXPECT_EQ(io->Seek(io, 0, 0), 0);
+    EXPECT_EQ(io->Read(io, buf.data(), 100, &n), 0);
     EXPECT_EQ(n, 0u);
-    object->Close(object);
-    MemoryBaseFree(base);
 }
 
 }  // namespace

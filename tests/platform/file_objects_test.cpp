@@ -1,19 +1,43 @@
-// Tests of the platform's file objects: files, byte ranges (kind 8) and
-// sibling files (kind 9), through their IoObject routines only.
+// Tests of the platform's file objects: files, byte ranges (kind 8), sibling
+// files (kind 9) and decoding stages (kind 19) as bases, through their
+// IoObject routines only.
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "platform/platform.h"
-#include "tests/platform/temp_files.h"
+#include "tests/support/memory_object.h"
 
 namespace {
 
 const std::string kDigits = "0123456789";
+IoObject* const kPreset = reinterpret_cast<IoObject*>(-1);
+
+class TempDir {
+public:
+    TempDir() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "mailsift-platform-XXXXXX").string();
+        if (mkdtemp(pattern.data()) != nullptr) path_ = pattern;
+    }
+    ~TempDir() {
+        std::error_code ignored;
+        if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
+    }
+    const std::string& Path() const { return path_; }
+    std::string Write(const std::string& name, const std::string& bytes) const {
+        std::ofstream(path_ + "/" + name, std::ios::binary) << bytes;
+        return path_ + "/" + name;
+    }
+
+private:
+    std::string path_;
+};
 
 struct Closer {
     void operator()(IoObject* object) const {
@@ -26,7 +50,7 @@ ObjectPtr OpenFile(const std::string& path) { return ObjectPtr(FileObjectOpen(pa
 
 ObjectPtr OpenRange(IoObject* base, uint32_t first, uint32_t last, int32_t* result = nullptr) {
     IoRangeRequest request{base, first, last};
-    IoObject* out = reinterpret_cast<IoObject*>(-1);
+    IoObject* out = kPreset;
     int32_t code = base->Open(&out, IO_OPEN_RANGE, &request, 1);
     if (result != nullptr) *result = code;
     return ObjectPtr(code == 0 ? out : nullptr);
@@ -39,6 +63,20 @@ int32_t OpenSibling(IoObject* base, const char* name, IoObject** out) {
     return base->Open(out, IO_OPEN_SIBLING, &request, 1);
 }
 
+// Reads from the present position to the end, `chunk` bytes per call.
+std::string ReadRest(IoObject* object, uint32_t chunk = 2048) {
+    std::string all, buf(chunk, '\0');
+    uint32_t got = 0;
+    while (object->Read(object, buf.data(), chunk, &got) == 0 && got != 0) all.append(buf.data(), got);
+    return all;
+}
+
+uint32_t TellOf(IoObject* object) {
+    uint32_t pos = 0xDEADBEEF;
+    object->Tell(object, &pos);
+    return pos;
+}
+
 std::string NameOf(IoObject* object) {
     char name[513];
     memset(name, 'x', sizeof(name));
@@ -46,55 +84,37 @@ std::string NameOf(IoObject* object) {
     return name;
 }
 
-// Delivers its base's bytes at most three at a time, like a decoding stage,
-// and is no object of the platform's: it knows no directory.
-struct TrickleObject {
-    IoObject io;
-    IoObject* base;
-};
-
-int32_t TrickleClose(IoObject* object) {
-    delete reinterpret_cast<TrickleObject*>(object);
-    return 0;
-}
-int32_t TrickleRead(IoObject* object, void* buf, uint32_t count, uint32_t* got) {
-    IoObject* base = reinterpret_cast<TrickleObject*>(object)->base;
-    return base->Read(base, buf, count < 3 ? count : 3, got);
-}
-int32_t TrickleSeek(IoObject* object, uint16_t whence, int32_t offset) {
-    IoObject* base = reinterpret_cast<TrickleObject*>(object)->base;
-    return base->Seek(base, whence, offset);
-}
-int32_t TrickleTell(IoObject* object, uint32_t* pos) {
-    IoObject* base = reinterpret_cast<TrickleObject*>(object)->base;
-    return base->Tell(base, pos);
-}
-int32_t TrickleGetInfo(IoObject* object, uint32_t what, void* answer) {
-    IoObject* base = reinterpret_cast<TrickleObject*>(object)->base;
-    return base->GetInfo(base, what, answer);
+uint32_t NameKindOf(IoObject* object) {
+    uint32_t kind = 0;
+    return object->GetInfo(object, IO_INFO_NAME_KIND, &kind) == 0 ? kind : 0;
 }
 
-ObjectPtr Trickle(IoObject* base) {
-    auto* trickle = new TrickleObject{};
-    trickle->io = IoObject{TrickleClose, TrickleRead, nullptr, TrickleSeek, TrickleTell,
-                           TrickleGetInfo, PlatformOpen, {}};
-    trickle->base = base;
-    return ObjectPtr(&trickle->io);
+// A base that delivers three bytes per call and is no object of the
+// platform's, so it knows no directory.
+MemoryObject Foreign(const std::string& bytes, const std::string& name) {
+    MemoryObjectOptions options;
+    options.name = name;
+    options.shortReads = 3;
+    return MemoryObject(bytes, options);
 }
 
-TEST(FileObject, ReadsSeeksAndTells) {
+TEST(FileObject, ReadsSeeksTellsAndNames) {
     TempDir dir;
-    ObjectPtr file = OpenFile(dir.Write("digits.txt", kDigits));
+    ObjectPtr file = OpenFile(dir.Write("report 2024.eml", kDigits));
     ASSERT_NE(file, nullptr);
     EXPECT_EQ(file->Write, nullptr);
     EXPECT_EQ(file->Open, &PlatformOpen);
+    EXPECT_EQ(NameOf(file.get()), "report 2024.eml");
+    EXPECT_EQ(NameKindOf(file.get()), 2u);
+    uint32_t other = 0;
+    EXPECT_EQ(file->GetInfo(file.get(), 4, &other), -10);
+    EXPECT_EQ(file->GetInfo(file.get(), 5, &other), -10);
 
     char buf[16] = {};
     uint32_t got = 0;
     ASSERT_EQ(file->Read(file.get(), buf, 4, &got), 0);
     EXPECT_EQ(std::string(buf, got), "0123");
     EXPECT_EQ(TellOf(file.get()), 4u);
-
     EXPECT_EQ(file->Seek(file.get(), 1, -3), 0);
     EXPECT_EQ(TellOf(file.get()), 1u);
     EXPECT_EQ(file->Seek(file.get(), 2, -3), 0);
@@ -116,22 +136,8 @@ TEST(FileObject, ReadsSeeksAndTells) {
     EXPECT_EQ(TellOf(file.get()), 0xFFFFFFF0u);
 }
 
-TEST(FileObject, AnswersNameAndNameKindOnly) {
-    TempDir dir;
-    ObjectPtr file = OpenFile(dir.Write("report 2024.eml", "x"));
-    ASSERT_NE(file, nullptr);
-    EXPECT_EQ(NameOf(file.get()), "report 2024.eml");
-
-    uint32_t kind = 0;
-    EXPECT_EQ(file->GetInfo(file.get(), IO_INFO_NAME_KIND, &kind), 0);
-    EXPECT_EQ(kind, 2u);
-    uint32_t other = 0;
-    EXPECT_EQ(file->GetInfo(file.get(), 4, &other), -10);
-    EXPECT_EQ(file->GetInfo(file.get(), 5, &other), -10);
-}
-
-// Many small reads with short backward steps, reads across the read-ahead
-// window's edge, and reads larger than it, must all see the file as it is.
+// Small reads with short backward steps, reads across the read-ahead
+// window's edge, and reads larger than it, all see the file as it is.
 TEST(FileObject, LargeFileReadsMatchTheBytes) {
     std::string bytes(300 * 1024, '\0');
     for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>((i * 7919u) >> 3);
@@ -158,7 +164,6 @@ TEST(FileObject, LargeFileReadsMatchTheBytes) {
     EXPECT_EQ(got, large.size());
     EXPECT_TRUE(large == bytes.substr(1000, large.size()));
     EXPECT_EQ(TellOf(file.get()), 1000u + got);
-
     EXPECT_EQ(file->Seek(file.get(), 2, -5), 0);
     EXPECT_EQ(ReadRest(file.get()), bytes.substr(bytes.size() - 5));
 }
@@ -199,16 +204,12 @@ TEST(RangeObject, CountsFromItsFirstByteAndStopsAtItsLast) {
     EXPECT_EQ(range->Seek(range.get(), 0, 1), 0);
     EXPECT_EQ(file->Seek(file.get(), 0, 9), 0);
     EXPECT_EQ(ReadRest(range.get(), 1), "345");
-
-    // Past its end a range reads nothing.
     EXPECT_EQ(range->Seek(range.get(), 0, 50), 0);
     EXPECT_EQ(ReadRest(range.get()), "");
 
     // It is named after what it lies in, and never closes its base.
     EXPECT_EQ(NameOf(range.get()), "digits.txt");
-    uint32_t kind = 0;
-    EXPECT_EQ(range->GetInfo(range.get(), IO_INFO_NAME_KIND, &kind), 0);
-    EXPECT_EQ(kind, 2u);
+    EXPECT_EQ(NameKindOf(range.get()), 2u);
     range.reset();
     EXPECT_EQ(file->Seek(file.get(), 0, 0), 0);
     EXPECT_EQ(ReadRest(file.get()), kDigits);
@@ -218,32 +219,29 @@ TEST(RangeObject, EndsEmptyRangesAndRangesOfRanges) {
     TempDir dir;
     ObjectPtr file = OpenFile(dir.Write("digits.txt", kDigits));
     ASSERT_NE(file, nullptr);
-
-    ObjectPtr toEnd = OpenRange(file.get(), 3, 0xFFFFFFFE);
-    ASSERT_NE(toEnd, nullptr);
-    EXPECT_EQ(ReadRest(toEnd.get()), "3456789");
-    EXPECT_EQ(toEnd->Seek(toEnd.get(), 2, 0), 0);
-    EXPECT_EQ(TellOf(toEnd.get()), 7u);
-
-    // A last offset before the first: an empty object, not a failure. A
+    // A last offset before the first is an empty object, not a failure: a
     // header-only part asks for first .. first - 2 this way.
     int32_t code = -1;
     ObjectPtr empty = OpenRange(file.get(), 6, 4, &code);
     EXPECT_EQ(code, 0);
     ASSERT_NE(empty, nullptr);
-    EXPECT_EQ(ReadRest(empty.get()), "");
-    EXPECT_EQ(empty->Seek(empty.get(), 2, 0), 0);
-    EXPECT_EQ(TellOf(empty.get()), 0u);
 
-    // A range longer than its base ends with the base.
-    ObjectPtr beyond = OpenRange(file.get(), 7, 1000);
-    ASSERT_NE(beyond, nullptr);
-    EXPECT_EQ(ReadRest(beyond.get()), "789");
-    EXPECT_EQ(beyond->Seek(beyond.get(), 2, 0), 0);
-    EXPECT_EQ(TellOf(beyond.get()), 3u);
-    ObjectPtr outside = OpenRange(file.get(), 20, 30);
-    ASSERT_NE(outside, nullptr);
-    EXPECT_EQ(ReadRest(outside.get()), "");
+    struct {
+        IoObject* object;
+        std::string bytes;
+    } ranges[] = {
+        {OpenRange(file.get(), 3, 0xFFFFFFFE).release(), "3456789"},
+        {empty.release(), ""},
+        {OpenRange(file.get(), 7, 1000).release(), "789"},  // longer than its base
+        {OpenRange(file.get(), 20, 30).release(), ""},
+    };
+    for (auto& r : ranges) {
+        ObjectPtr range(r.object);
+        ASSERT_NE(range, nullptr) << r.bytes;
+        EXPECT_EQ(ReadRest(range.get()), r.bytes);
+        EXPECT_EQ(range->Seek(range.get(), 2, 0), 0);
+        EXPECT_EQ(TellOf(range.get()), r.bytes.size());
+    }
 
     ObjectPtr outer = OpenRange(file.get(), 1, 8);
     ASSERT_NE(outer, nullptr);
@@ -256,17 +254,12 @@ TEST(RangeObject, EndsEmptyRangesAndRangesOfRanges) {
     EXPECT_EQ(ReadRest(innerToEnd.get()), "678");
 }
 
-// Over a base that delivers a few bytes per call, a range still fills each
-// read, and it reads the base only through the base's own routines.
+// Over a foreign base that delivers a few bytes per call, a range still fills
+// each read, and reads the base only through the base's own routines.
 TEST(RangeObject, WorksOverForeignObjectsThatDeliverLittleAtATime) {
-    std::string text = "The quick brown fox jumps over the lazy dog";
-    TempDir dir;
-    ObjectPtr file = OpenFile(dir.Write("fox.txt", text));
-    ASSERT_NE(file, nullptr);
-    ObjectPtr trickle = Trickle(file.get());
-    ObjectPtr range = OpenRange(trickle.get(), 4, 18);
+    MemoryObject base = Foreign("The quick brown fox jumps over the lazy dog", "fox.txt");
+    ObjectPtr range = OpenRange(base.get(), 4, 18);
     ASSERT_NE(range, nullptr);
-
     char buf[32] = {};
     uint32_t got = 0;
     ASSERT_EQ(range->Read(range.get(), buf, 10, &got), 0);
@@ -276,16 +269,12 @@ TEST(RangeObject, WorksOverForeignObjectsThatDeliverLittleAtATime) {
 }
 
 TEST(RangeObject, RefusesRequestsWithoutABase) {
-    TempDir dir;
-    ObjectPtr file = OpenFile(dir.Write("digits.txt", kDigits));
-    ASSERT_NE(file, nullptr);
     IoRangeRequest request{nullptr, 0, 3};
-    IoObject* out = reinterpret_cast<IoObject*>(-1);
+    IoObject* out = kPreset;
     EXPECT_EQ(PlatformOpen(&out, IO_OPEN_RANGE, &request, 1), -2);
-    EXPECT_EQ(out, reinterpret_cast<IoObject*>(-1));
     EXPECT_EQ(PlatformOpen(&out, IO_OPEN_RANGE, nullptr, 1), -2);
     EXPECT_EQ(PlatformOpen(&out, 7, &request, 1), -2);
-    EXPECT_EQ(out, reinterpret_cast<IoObject*>(-1));
+    EXPECT_EQ(out, kPreset);
 }
 
 TEST(SiblingObject, OpensFilesBesideTheBaseFile) {
@@ -302,21 +291,17 @@ TEST(SiblingObject, OpensFilesBesideTheBaseFile) {
     EXPECT_EQ(NameOf(second.get()), "set.002");
     EXPECT_EQ(second->Open, &PlatformOpen);
 
-    // A sibling of a sibling, and a sibling of a range over the file.
+    // A sibling of a sibling, and a sibling of a range of a range over the file.
     ASSERT_EQ(OpenSibling(second.get(), "set.001", &out), 0);
-    ObjectPtr back(out);
-    EXPECT_EQ(ReadRest(back.get()), "first piece");
+    EXPECT_EQ(ReadRest(ObjectPtr(out).get()), "first piece");
     ObjectPtr range = OpenRange(first.get(), 0, 4);
     ASSERT_NE(range, nullptr);
     ObjectPtr rangeOfRange = OpenRange(range.get(), 1, 2);
     ASSERT_NE(rangeOfRange, nullptr);
     ASSERT_EQ(OpenSibling(rangeOfRange.get(), "set.002", &out), 0);
-    ObjectPtr viaRange(out);
-    EXPECT_EQ(ReadRest(viaRange.get()), "second piece");
-
+    EXPECT_EQ(ReadRest(ObjectPtr(out).get()), "second piece");
     ASSERT_EQ(OpenSibling(first.get(), "a..b", &out), 0);
-    ObjectPtr dotted(out);
-    EXPECT_EQ(ReadRest(dotted.get()), "dots inside a name");
+    EXPECT_EQ(ReadRest(ObjectPtr(out).get()), "dots inside a name");
 }
 
 TEST(SiblingObject, RefusesNamesThatLeaveTheDirectory) {
@@ -327,14 +312,13 @@ TEST(SiblingObject, RefusesNamesThatLeaveTheDirectory) {
     ObjectPtr file = OpenFile(dir.Write("sub/base.txt", "base"));
     ASSERT_NE(file, nullptr);
 
-    IoObject* const preset = reinterpret_cast<IoObject*>(-1);
     for (const char* name : {"../outside.txt", "..", ".", "", "inner.txt/", "/etc/passwd",
                              "missing.txt"}) {
-        IoObject* out = preset;
+        IoObject* out = kPreset;
         EXPECT_NE(OpenSibling(file.get(), name, &out), 0) << name;
-        EXPECT_EQ(out, preset) << name;
+        EXPECT_EQ(out, kPreset) << name;
     }
-    IoObject* out = preset;
+    IoObject* out = kPreset;
     EXPECT_EQ(OpenSibling(file.get(), "inner.txt", &out), 0);
     ObjectPtr inner(out);
 
@@ -342,45 +326,32 @@ TEST(SiblingObject, RefusesNamesThatLeaveTheDirectory) {
     IoSiblingRequest unterminated{};
     unterminated.base = file.get();
     memset(unterminated.name, 'a', sizeof(unterminated.name));
-    out = preset;
+    out = kPreset;
     EXPECT_NE(PlatformOpen(&out, IO_OPEN_SIBLING, &unterminated, 1), 0);
-    EXPECT_EQ(out, preset);
+    EXPECT_EQ(out, kPreset);
 }
 
 TEST(SiblingObject, RefusedOverObjectsWithoutADirectory) {
-    TempDir dir;
-    ObjectPtr file = OpenFile(dir.Write("base.txt", "base"));
-    dir.Write("other.txt", "other");
-    ASSERT_NE(file, nullptr);
-    ObjectPtr trickle = Trickle(file.get());
-    IoObject* out = reinterpret_cast<IoObject*>(-1);
-    EXPECT_NE(OpenSibling(trickle.get(), "other.txt", &out), 0);
-    EXPECT_EQ(out, reinterpret_cast<IoObject*>(-1));
-    ObjectPtr range = OpenRange(trickle.get(), 0, 2);
+    MemoryObject base = Foreign("base", "base.txt");
+    IoObject* out = kPreset;
+    EXPECT_NE(OpenSibling(base.get(), "other.txt", &out), 0);
+    ObjectPtr range = OpenRange(base.get(), 0, 2);
     ASSERT_NE(range, nullptr);
     EXPECT_NE(OpenSibling(range.get(), "other.txt", &out), 0);
+    EXPECT_EQ(out, kPreset);
 }
 
-}  // namespace
-
-namespace {
-
-ObjectPtr OpenDecoded(IoObject* base, uint32_t transferCode) {
-    IoDecodeRequest request{base, 0, transferCode, {0, 0, 0, 0}};
-    IoObject* out = reinterpret_cast<IoObject*>(-1);
-    if (base->Open(&out, IO_OPEN_DECODE, &request, 1) != 0) return nullptr;
-    return ObjectPtr(out);
-}
-
-// Kind 19 reaches the decoding stages; ranges and identification work over
-// what they deliver, and a decoded object has no directory for siblings.
+// Kind 19 reaches the decoding stages; ranges work over what they deliver,
+// and a decoded object has no directory for siblings.
 TEST(PlatformOpen, DecodedObjectsServeAsBases) {
     TempDir dir;
     ObjectPtr file = OpenFile(dir.Write("note.b64", "SGVsbG8sIGRlY29kZWQgd29ybGQh\r\n"));  // "Hello, decoded world!"
     dir.Write("other.txt", "other");
     ASSERT_NE(file, nullptr);
-    ObjectPtr decoded = OpenDecoded(file.get(), 2);
-    ASSERT_NE(decoded, nullptr);
+    IoDecodeRequest request{file.get(), 0, 2, {0, 0, 0, 0}};
+    IoObject* out = kPreset;
+    ASSERT_EQ(file->Open(&out, IO_OPEN_DECODE, &request, 1), 0);
+    ObjectPtr decoded(out);
     ObjectPtr range = OpenRange(decoded.get(), 7, 13);
     ASSERT_NE(range, nullptr);
     EXPECT_EQ(ReadRest(range.get()), "decoded");
@@ -390,13 +361,11 @@ TEST(PlatformOpen, DecodedObjectsServeAsBases) {
     EXPECT_EQ(tail->Seek(tail.get(), 2, 0), 0);
     EXPECT_EQ(TellOf(tail.get()), 6u);
 
-    IoObject* out = reinterpret_cast<IoObject*>(-1);
+    out = kPreset;
     EXPECT_NE(OpenSibling(decoded.get(), "other.txt", &out), 0);
-    EXPECT_EQ(out, reinterpret_cast<IoObject*>(-1));
-
-    IoDecodeRequest unknownCode{file.get(), 0, 99, {0, 0, 0, 0}};
-    EXPECT_NE(PlatformOpen(&out, IO_OPEN_DECODE, &unknownCode, 1), 0);
-    EXPECT_EQ(out, reinterpret_cast<IoObject*>(-1));
+    request.transferCode = 99;
+    EXPECT_NE(PlatformOpen(&out, IO_OPEN_DECODE, &request, 1), 0);
+    EXPECT_EQ(out, kPreset);
 }
 
 }  // namespace
