@@ -13,96 +13,79 @@
 
 namespace {
 
-std::string Shown(const char* value, bool withLineBuf = false) {
+// The compact calls for `value`; lineBufSize 0 leaves the proc without a line buffer.
+std::string Shown(const char* value, uint32_t lineBufSize = 0) {
     HostedProc hosted;
-    if (withLineBuf) {
-        EXPECT_EQ(TextBufferAlloc(&hosted.proc()->lineBuf, 1024), 0);
+    if (lineBufSize) {
+        EXPECT_EQ(TextBufferAlloc(&hosted.proc()->lineBuf, lineBufSize), 0);
     }
     PutEncodedText(value, hosted.proc());
     return hosted.Compact();
 }
 
-TEST(PutEncodedText, WordsInEachKindOfCharset) {
-    EXPECT_EQ(Shown("=?iso-8859-1?Q?caf=E9_x?="), "[80101]caf{E9} x[14B00000]");
-    EXPECT_EQ(Shown("=?utf-8?B?4oKs?="), "[14B00000]{20AC}[14B00000]");
-    EXPECT_EQ(Shown("=?shift_jis?B?gqBB?="), "[13A40000]{82A0}A[14B00000]");
-    // an unknown charset: the bytes go out one by one, unsigned
-    EXPECT_EQ(Shown("=?x-foo?Q?=E9?="), "[14B00000]{E9}[14B00000]");
-    // UTF-8 inside a word: long sequences are one replacement, a stray byte is 0,
-    // a sequence cut by the end of the text takes zeros
-    EXPECT_EQ(Shown("=?UTF-8?Q?=F0=9F=98=80=80=C3?="), "[14B00000]{FFFD}{0}{C0}[14B00000]");
+size_t PutChars(const std::string& value, uint32_t lineBufSize = 0) {
+    HostedProc hosted;
+    if (lineBufSize) {
+        EXPECT_EQ(TextBufferAlloc(&hosted.proc()->lineBuf, lineBufSize), 0);
+    }
+    PutEncodedText(value.c_str(), hosted.proc());
+    return hosted.host().Count(SO_PUTCHAR);
 }
 
-TEST(PutEncodedText, Iso2022WordsSwitchTheHostCharset) {
-    // JIS pair, then the return to ASCII whose terminating zero is not shown
-    EXPECT_EQ(Shown("=?iso-2022-jp?B?GyRCJCIbKEI=?="),
-              "[10000100][13A40000]{82A0}[10000100][14B00000]");
-    // a Korean designation cut by the end of the text changes nothing
-    EXPECT_EQ(Shown("=?iso-2022-kr?Q?ab=1B$?="), "[10000100]ab[14B00000]");
-    EXPECT_EQ(Shown("=?iso-2022-kr?Q?=1B$)C=30=21?="), "[10000100][13B50000]{3021}[14B00000]");
-}
-
-TEST(PutEncodedText, Utf7Words) {
-    EXPECT_EQ(Shown("=?utf-7?Q?a+-b+AOk?="), "[14B00000]a+b{E9}[14B00000]");
-    // a '-' closing a run is absorbed; two units from six symbols
-    EXPECT_EQ(Shown("=?utf-7?Q?+AOkA6Q-x?="), "[14B00000]{E9}{E9}x[14B00000]");
-    EXPECT_EQ(Shown("=?utf-7?Q?+AOkA6Q-x?=", true), "[14B00000]{E9}{E9}x[14B00000]");
-    // a surrogate pair passes as two units
-    EXPECT_EQ(Shown("=?utf-7?Q?+2D3eAA-?="), "[14B00000]{D83D}{DE00}[14B00000]");
-}
-
-TEST(PutEncodedText, WhatIsNotAWordIsShownAsItStands) {
+TEST(PutEncodedText, WordsAndWhatIsNotAWord) {
+    const std::string name31 = "=?" + std::string(31, 'x') + "?Q?a?=";
+    const std::string name32 = "=?" + std::string(32, 'x') + "?Q?a?=";
+    const std::pair<const char*, const char*> cases[] = {
+        {"=?iso-8859-1?Q?caf=E9_x?=", "[80101]caf{E9} x[14B00000]"},
+        {"=?utf-8?B?4oKs?=", "[14B00000]{20AC}[14B00000]"},
+        {"=?shift_jis?B?gqBB?=", "[13A40000]{82A0}A[14B00000]"},
+        {"=?x-foo?Q?=E9?=", "[14B00000]{E9}[14B00000]"},  // unknown charset: bytes one by one, unsigned
+        // UTF-8 inside a word: long sequences are one replacement, a stray
+        // byte is 0, a sequence cut by the end of the text takes zeros
+        {"=?UTF-8?Q?=F0=9F=98=80=80=C3?=", "[14B00000]{FFFD}{0}{C0}[14B00000]"},
+        // ISO 2022: the return to ASCII's terminating zero is not shown, a
+        // designation cut by the end of the text changes nothing
+        {"=?iso-2022-jp?B?GyRCJCIbKEI=?=", "[10000100][13A40000]{82A0}[10000100][14B00000]"},
+        {"=?iso-2022-kr?Q?ab=1B$?=", "[10000100]ab[14B00000]"},
+        {"=?iso-2022-kr?Q?=1B$)C=30=21?=", "[10000100][13B50000]{3021}[14B00000]"},
+        // UTF-7: a '-' closing a run is absorbed; a surrogate pair passes as two units
+        {"=?utf-7?Q?a+-b+AOk?=", "[14B00000]a+b{E9}[14B00000]"},
+        {"=?utf-7?Q?+AOkA6Q-x?=", "[14B00000]{E9}{E9}x[14B00000]"},
+        {"=?utf-7?Q?+2D3eAA-?=", "[14B00000]{D83D}{DE00}[14B00000]"},
+        {"", ""},
+        {"=?iso-8859-1?X?abc?=", "=?iso-8859-1?X?abc?="},
+        {"a=?", "a=?"},
+        {"=?utf-8?Q", "=?utf-8?Q"},
+        {"=?utf-8?Qx?=", "=?utf-8?Qx?="},
+        {"caf\xE9", "caf{FFE9}"},  // raw 8-bit bytes outside words are sign-extended
+        {name31.c_str(), "[14B00000]a[14B00000]"},  // a charset name of 31 bytes is accepted
+        {name32.c_str(), name32.c_str()},
+        // white space between words is ordinary text
+        {"=?iso-8859-1?Q?a?= =?iso-8859-1?Q?b?=", "[80101]a[14B00000] [80101]b[14B00000]"},
+        {"Re: =?utf-8?Q?x?=!", "Re: [14B00000]x[14B00000]!"},
+        {"x =?utf-8?Q?caf=C3=A9", "x [14B00000]caf{E9}[14B00000]"},  // no "?=": to the end
+        // Q text ending in a lone '=' gives a zero byte, which ends the text
+        {"=?iso-8859-1?Q?ab=?=c", "[80101]ab[14B00000]c"},
+        {"=?iso-8859-1?Q?a=00b?=", "[80101]a[14B00000]"},
+        {"=?utf-8?Q?" "?=", "[14B00000][14B00000]"},  // an empty text still switches
+        {"=?utf-8?B?QQ?=", "[14B00000]A[14B00000]"},
+    };
+    for (const auto& [value, expected] : cases) EXPECT_EQ(Shown(value), expected) << value;
     EXPECT_EQ(Shown(nullptr), "");
-    EXPECT_EQ(Shown(""), "");
-    EXPECT_EQ(Shown("=?iso-8859-1?X?abc?="), "=?iso-8859-1?X?abc?=");
-    EXPECT_EQ(Shown("a=?"), "a=?");
-    EXPECT_EQ(Shown("=?utf-8?Q"), "=?utf-8?Q");
-    EXPECT_EQ(Shown("=?utf-8?Qx?="), "=?utf-8?Qx?=");
-    // raw 8-bit bytes outside words are sign-extended
-    EXPECT_EQ(Shown("caf\xE9"), "caf{FFE9}");
-    // a charset name of 31 bytes is accepted, one of 32 is not
-    std::string name31(31, 'x');
-    std::string name32(32, 'x');
-    EXPECT_EQ(Shown(("=?" + name31 + "?Q?a?=").c_str()), "[14B00000]a[14B00000]");
-    std::string word32 = "=?" + name32 + "?Q?a?=";
-    EXPECT_EQ(Shown(word32.c_str()), word32);
-}
-
-TEST(PutEncodedText, AdjacentAndUnterminatedWords) {
-    // white space between words is ordinary text
-    EXPECT_EQ(Shown("=?iso-8859-1?Q?a?= =?iso-8859-1?Q?b?="), "[80101]a[14B00000] [80101]b[14B00000]");
-    EXPECT_EQ(Shown("Re: =?utf-8?Q?x?=!"), "Re: [14B00000]x[14B00000]!");
-    // without "?=" the word runs to the end of the value
-    EXPECT_EQ(Shown("x =?utf-8?Q?caf=C3=A9"), "x [14B00000]caf{E9}[14B00000]");
-    // Q text ending in a lone '=' gives a zero byte, which ends the text
-    EXPECT_EQ(Shown("=?iso-8859-1?Q?ab=?=c"), "[80101]ab[14B00000]c");
-    EXPECT_EQ(Shown("=?iso-8859-1?Q?a=00b?="), "[80101]a[14B00000]");
-    // an empty decoded text still switches the charset
-    EXPECT_EQ(Shown("=?utf-8?Q?" "?="), "[14B00000][14B00000]");
-    EXPECT_EQ(Shown("=?utf-8?B?QQ?="), "[14B00000]A[14B00000]");
+    EXPECT_EQ(Shown("=?utf-7?Q?+AOkA6Q-x?=", 1024), "[14B00000]{E9}{E9}x[14B00000]");
 }
 
 TEST(PutEncodedText, LongAndHostileValues) {
     // a value at the line limit made of words, and one long malformed word
     std::string many;
     while (many.size() < 64000) many += "=?utf-8?B?4oKs?= =?iso-2022-jp?B?GyRC?=";
-    HostedProc hosted;
-    PutEncodedText(many.c_str(), hosted.proc());
-    EXPECT_EQ(hosted.host().Count(SO_PUTCHAR), many.size() / 39 * 2);
-    std::string broken = "=?utf-8?B?" + std::string(64000, '\xFF');
-    HostedProc other;
-    PutEncodedText(broken.c_str(), other.proc());
+    EXPECT_EQ(PutChars(many), many.size() / 39 * 2);
     // 64000 symbols of value 63 decode to 48000 bytes of 0xFF: each reads as 0
-    EXPECT_EQ(other.host().Count(SO_PUTCHAR), 48000u);
+    EXPECT_EQ(PutChars("=?utf-8?B?" + std::string(64000, '\xFF')), 48000u);
     // a UTF-7 run is cut to the scratch capacity: 511 units at 1024 bytes
-    std::string utf7 = "=?utf-7?Q?+" + std::string(5000, 'B') + "?=";
-    HostedProc third;
-    PutEncodedText(utf7.c_str(), third.proc());
-    EXPECT_EQ(third.host().Count(SO_PUTCHAR), 511u);
-    HostedProc fourth;
-    ASSERT_EQ(TextBufferAlloc(&fourth.proc()->lineBuf, 2048), 0);
-    PutEncodedText(utf7.c_str(), fourth.proc());
-    EXPECT_EQ(fourth.host().Count(SO_PUTCHAR), 1023u);
+    const std::string utf7 = "=?utf-7?Q?+" + std::string(5000, 'B') + "?=";
+    EXPECT_EQ(PutChars(utf7), 511u);
+    EXPECT_EQ(PutChars(utf7, 2048), 1023u);
 }
 
 // Values stitched from pieces of words, each in a block of exactly its own
@@ -138,47 +121,35 @@ TEST(PutEncodedText, RandomStitchedValuesEndInPlainText) {
     EXPECT_GT(withWords, 1000);
 }
 
-std::string DecodedB(std::string text) {
+// `text` decoded in place, read up to the first zero.
+template <typename Decoder>
+std::string Decoded(Decoder decode, std::string text) {
     text.push_back('\0');
-    DecodeB(text.data(), static_cast<uint32_t>(text.size() - 1));
+    decode(text.data(), static_cast<uint32_t>(text.size() - 1));
     return std::string(text.c_str());
 }
 
-std::string DecodedQ(std::string text) {
-    text.push_back('\0');
-    DecodeQ(text.data(), static_cast<uint32_t>(text.size() - 1));
-    return std::string(text.c_str());
-}
-
-TEST(DecodeB, GroupsPaddingAndStrayBytes) {
-    EXPECT_EQ(DecodedB("QUJD"), "ABC");
-    EXPECT_EQ(DecodedB("QUJDRA=="), "ABCD");
-    EXPECT_EQ(DecodedB("QUI="), "AB");
-    EXPECT_EQ(DecodedB("QQ"), "A");
-    EXPECT_EQ(DecodedB("Q"), "");
-    EXPECT_EQ(DecodedB(""), "");
-    // a group cut by '=' is taken to span five positions
-    EXPECT_EQ(DecodedB("QQ=xxQUJD"), "AABC");
-    // white space is not skipped: it is a symbol of value 63
-    EXPECT_EQ(DecodedB("Q Q="), "C\xF4");
-    // only `length` bytes are read
-    char buffer[] = "QUJDQUJD";
-    EXPECT_STREQ(DecodeB(buffer, 4), "ABC");
-}
-
-TEST(DecodeQ, UnderscoresHexAndBadDigits) {
-    EXPECT_EQ(DecodedQ("a_b=41=4a=4A"), "a bAJJ");
-    EXPECT_EQ(DecodedQ("=g1x"), "\x01x");
-    EXPECT_EQ(DecodedQ("a=zzb"), "a");  // =zz is a zero byte
-    EXPECT_EQ(DecodedQ("ab="), "ab");
+TEST(DecodeBAndQ, GroupsPaddingHexAndStrayBytes) {
+    const std::pair<const char*, const char*> b[] = {
+        {"QUJD", "ABC"}, {"QUJDRA==", "ABCD"}, {"QUI=", "AB"}, {"QQ", "A"}, {"Q", ""}, {"", ""},
+        {"QQ=xxQUJD", "AABC"},  // a group cut by '=' is taken to span five positions
+        {"Q Q=", "C\xF4"},      // white space is not skipped: it is a symbol of value 63
+    };
+    for (const auto& [text, expected] : b) EXPECT_EQ(Decoded(DecodeB, text), expected) << text;
+    const std::pair<const char*, const char*> q[] = {
+        {"a_b=41=4a=4A", "a bAJJ"}, {"=g1x", "\x01x"}, {"a=zzb", "a"} /* =zz is a zero byte */, {"ab=", "ab"},
+    };
+    for (const auto& [text, expected] : q) EXPECT_EQ(Decoded(DecodeQ, text), expected) << text;
     // no line-end handling: "=" takes CR and LF as its digits
     std::string softBreak = "=\r\nx";
     softBreak.push_back('\0');
     DecodeQ(softBreak.data(), 4);
-    EXPECT_EQ(softBreak[0], '\0');
-    EXPECT_EQ(softBreak[1], 'x');
-    char buffer[] = "=41=42";
-    EXPECT_STREQ(DecodeQ(buffer, 3), "A");
+    EXPECT_EQ(softBreak.substr(0, 2), std::string("\0x", 2));
+    // only `length` bytes are read
+    char bBuffer[] = "QUJDQUJD";
+    EXPECT_STREQ(DecodeB(bBuffer, 4), "ABC");
+    char qBuffer[] = "=41=42";
+    EXPECT_STREQ(DecodeQ(qBuffer, 3), "A");
 }
 
 TEST(DecodeUtf7Run, UnitsFromSymbols) {
@@ -199,10 +170,8 @@ TEST(DecodeUtf7Run, UnitsFromSymbols) {
 
 TEST(EncodedTextLength, StopsAtTheClose) {
     EXPECT_EQ(EncodedTextLength(nullptr), 0u);
-    EXPECT_EQ(EncodedTextLength(""), 0u);
-    EXPECT_EQ(EncodedTextLength("?="), 0u);
-    EXPECT_EQ(EncodedTextLength("abc?=def?="), 3u);
-    EXPECT_EQ(EncodedTextLength("a?b=c"), 5u);
+    const std::pair<const char*, uint32_t> cases[] = {{"", 0}, {"?=", 0}, {"abc?=def?=", 3}, {"a?b=c", 5}};
+    for (const auto& [text, expected] : cases) EXPECT_EQ(EncodedTextLength(text), expected) << text;
 }
 
 }  // namespace

@@ -35,15 +35,12 @@ public:
         std::string out;
         char buf[32];
         for (const HostEvent& event : host_.Calls()) {
-            uint32_t first = event.args.empty() ? 0 : event.args[0].number;
-            if (event.id == SO_PUTCHAR && first >= 0x20 && first < 0x7F && first != '{' &&
-                first != '[' && first != '<') {
+            const uint32_t first = event.args.empty() ? 0 : event.args[0].number;
+            const bool printable = first >= 0x20 && first < 0x7F && first != '{' && first != '[' && first != '<';
+            if (event.id == SO_PUTCHAR && printable) {
                 out += static_cast<char>(first);
-            } else if (event.id == SO_PUTCHAR) {
-                std::snprintf(buf, sizeof buf, "{%X}", first);
-                out += buf;
-            } else if (event.id == SO_SETCHARSET) {
-                std::snprintf(buf, sizeof buf, "[%X]", first);
+            } else if (event.id == SO_PUTCHAR || event.id == SO_SETCHARSET) {
+                std::snprintf(buf, sizeof buf, event.id == SO_PUTCHAR ? "{%X}" : "[%X]", first);
                 out += buf;
             } else {
                 out += "<" + FormatHostEvent(event) + ">";

@@ -59,16 +59,15 @@ TEST(HeaderQueries, Predicates) {
     EXPECT_EQ(IsTextOrMessage(message.list), 1u);
     EXPECT_EQ(IsHtmlPart(message.list) + IsTextOrMessage(image.list), 0u);
 
-    EXPECT_EQ(HasBoundary(Headers("Content-Type: multipart/mixed; boundary=\"a long boundary\"\n\n").list), 1u);
-    EXPECT_EQ(HasBoundary(Headers("Content-Type: multipart/mixed\n\n").list), 0u);
-    EXPECT_EQ(HasBoundary(Headers("Content-Type: text/plain; boundary=x\n\n").list), 0u);
+    for (const auto& [type, expected] : {std::pair{"multipart/mixed; boundary=\"a long boundary\"", 1u},
+                                         {"multipart/mixed", 0u}, {"text/plain; boundary=x", 0u}})
+        EXPECT_EQ(HasBoundary(Headers("Content-Type: " + std::string(type) + "\n\n").list), expected) << type;
 
+    // exact and with case, on the id or the location
     Headers id("Content-ID: <Part1@Example>\nContent-Location: http://x/Page.html\n\n");
-    EXPECT_EQ(MatchesContentId(id.list, "<Part1@Example>"), 1u);
-    EXPECT_EQ(MatchesContentId(id.list, "part1@example"), 0u);  // exact, with case
-    EXPECT_EQ(MatchesContentId(id.list, "Page.html"), 1u);
-    EXPECT_EQ(MatchesContentId(id.list, ""), 1u);
-    EXPECT_EQ(MatchesContentId(id.list, nullptr), 0u);
+    for (const auto& [text, expected] : {std::pair<const char*, uint32_t>{"<Part1@Example>", 1},
+                                         {"part1@example", 0}, {"Page.html", 1}, {"", 1}, {nullptr, 0}})
+        EXPECT_EQ(MatchesContentId(id.list, text), expected) << (text ? text : "null");
 
     // Every query takes the null list of a headerless part.
     EXPECT_EQ(IsDigest(nullptr) + IsHtmlPart(nullptr) + HasBoundary(nullptr) + IsAttachment(nullptr, nullptr) +

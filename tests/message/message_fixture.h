@@ -72,6 +72,22 @@ struct Walked {
     MessagePart& At(uint16_t i) const { return *ListAt<MessagePart>(parts, i); }
     std::string Body(uint16_t i) const { return scan.text.substr(At(i).bodyOffset, At(i).bodyLength); }
     std::string Boundary(uint16_t i) const { return At(i).boundary ? At(i).boundary : "(null)"; }
+
+    // Every record as boundary ('-' for none), '*' for a multipart, ':' its
+    // field count and its body in brackets; '~' marks a body that runs to
+    // the end of the stream.
+    std::string Outline() const {
+        std::string out;
+        for (uint16_t i = 0; i < Count(); ++i) {
+            const MessagePart& part = At(i);
+            out += std::string(i ? " " : "") + (part.boundary ? part.boundary : "-") + (part.isMultipart ? "*" : "") +
+                   ":" + std::to_string(ListCount(part.headers)) + "[";
+            if (part.bodyLength == 0xFFFFFFFEu) out += "~";
+            if (part.bodyOffset <= scan.text.size()) out += Body(i);
+            out += "]";
+        }
+        return out;
+    }
 };
 
 }  // namespace message_test

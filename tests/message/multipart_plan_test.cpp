@@ -1,8 +1,6 @@
 // The choice among the children of walked multiparts.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-
 #include "message_fixture.h"
 
 using message_test::Headers;
@@ -22,135 +20,89 @@ std::string Multipart(const std::string& type, const std::string& children, cons
 const char* kPlain = "Content-Type: text/plain";
 const char* kHtml = "Content-Type: text/html";
 
+// The plan from the top record: its result, then each later record's display
+// bits (Shown, Loser, Attachment, Embedded; '-' for none) and parent kind.
+std::string Planned(const Walked& walked) {
+    std::string out = std::to_string(PlanMultipart(walked.parts, 0)) + ":";
+    const char* kinds[] = {"-", "alt", "rel", "oth", "dig"};
+    for (uint16_t i = 1; i < walked.Count(); ++i) {
+        const MessagePart& part = walked.At(i);
+        std::string bits;
+        for (const auto& [bit, letter] : {std::pair{DISPLAY_SHOWN, 'S'}, {DISPLAY_LOSER, 'L'},
+                                          {DISPLAY_ATTACHMENT, 'A'}, {DISPLAY_EMBEDDED, 'E'}})
+            if (part.display & bit) bits += letter;
+        out += " " + (bits.empty() ? "-" : bits) + "/" + (part.parentKind < 5 ? kinds[part.parentKind] : "?");
+    }
+    return out;
+}
+
 }  // namespace
 
-TEST(PlanMultipart, AlternativeShowsTheHighestPreference) {
-    Walked plainFirst(Multipart("alternative", Child(kPlain) + Child(kHtml)));
-    EXPECT_EQ(PlanMultipart(plainFirst.parts, 0), 2);
-    EXPECT_EQ(plainFirst.At(1).display, DISPLAY_LOSER);
-    EXPECT_EQ(plainFirst.At(2).display, DISPLAY_SHOWN);
-    EXPECT_EQ(plainFirst.At(1).parentKind, MP_ALTERNATIVE);
-
-    Walked htmlFirst(Multipart("alternative", Child(kHtml) + Child(kPlain)));
-    EXPECT_EQ(PlanMultipart(htmlFirst.parts, 0), 1);
-    EXPECT_EQ(htmlFirst.At(1).display, DISPLAY_SHOWN);
-    EXPECT_EQ(htmlFirst.At(2).display, DISPLAY_LOSER);
-
-    // Ties go to the earlier child; an RTF body found by classification beats html.
-    Walked tie(Multipart("alternative", Child(kPlain) + Child(kPlain) + Child("Content-Type: application/rtf")));
-    tie.At(3).formatId = 1028;
-    EXPECT_EQ(PlanMultipart(tie.parts, 0), 3);
-    EXPECT_EQ(tie.At(1).display, DISPLAY_LOSER);
-    EXPECT_EQ(tie.At(2).display, DISPLAY_LOSER);
-    EXPECT_EQ(tie.At(3).display, DISPLAY_SHOWN);
-
-    // No child with a preference: all lose and the first is the result.
-    Walked none(Multipart("alternative", Child("Content-Type: image/gif") + Child("Content-Type: audio/x")));
-    EXPECT_EQ(PlanMultipart(none.parts, 0), 1);
-    EXPECT_EQ(none.At(1).display, DISPLAY_LOSER);
-    EXPECT_EQ(none.At(2).display, DISPLAY_LOSER);
-}
-
-TEST(PlanMultipart, AlternativeHoldingAMultipartTurnsIntoOther) {
+TEST(PlanMultipart, ChoiceAmongTheChildren) {
     const std::string related = Multipart("related", "--YY\nContent-Type: text/html\n\nh\n--YY\n"
                                                      "Content-Type: image/png\n\np\n", "YY");
-    Walked walked(Multipart("alternative", Child(kPlain) + "--XX\n" + related + "\n" + Child(kHtml)));
-    ASSERT_EQ(walked.Count(), 6);
-    EXPECT_EQ(PlanMultipart(walked.parts, 0), 1);
-    EXPECT_EQ(walked.At(0).multipartKind, MP_OTHER);
-    EXPECT_EQ(walked.At(1).display, DISPLAY_SHOWN);
-    EXPECT_EQ(walked.At(1).parentKind, MP_ALTERNATIVE);
-    EXPECT_EQ(walked.At(2).parentKind, MP_ALTERNATIVE);  // the nested multipart itself
-    EXPECT_EQ(walked.At(3).parentKind, MP_RELATED);
-    EXPECT_EQ(walked.At(3).display, DISPLAY_SHOWN);  // planned under the related part
-    EXPECT_EQ(walked.At(5).parentKind, MP_OTHER);    // behind the nested one
-    EXPECT_EQ(walked.At(5).display, 0);
-}
-
-TEST(PlanMultipart, RelatedStartPartAndMixedAttachments) {
-    Walked related(Multipart("related; start=\"<two@x>\"",
-                             Child(kHtml) + Child("Content-Type: text/plain\nContent-ID: <two@x>") +
-                                 Child("Content-Type: image/png")));
-    EXPECT_EQ(PlanMultipart(related.parts, 0), 2);
-    EXPECT_EQ(related.At(1).display, DISPLAY_SHOWN);  // not an alternative: the earlier html keeps 1
-    EXPECT_EQ(related.At(2).display, DISPLAY_SHOWN);
-    EXPECT_EQ(related.At(3).display, 0);
-
-    // The start part wins even when it is marked as an attachment.
-    Walked startAttached(Multipart("alternative; start=a1", Child(kHtml) +
-                                   Child("Content-Type: text/plain\nContent-ID: <a1>\n"
-                                         "Content-Disposition: attachment")));
-    EXPECT_EQ(PlanMultipart(startAttached.parts, 0), 2);
-    EXPECT_EQ(startAttached.At(1).display, DISPLAY_LOSER);
-    EXPECT_EQ(startAttached.At(2).display, DISPLAY_SHOWN);
-
-    Walked mixed(Multipart("mixed", Child(kPlain) + Child("Content-Type: application/pdf\n"
-                                                          "Content-Disposition: attachment; filename=a.pdf")));
-    mixed.At(2).display = DISPLAY_EMBEDDED;  // the attachment bit is added to what stands
-    EXPECT_EQ(PlanMultipart(mixed.parts, 0), 1);
-    EXPECT_EQ(mixed.At(1).display, 0);
-    EXPECT_EQ(mixed.At(2).display, DISPLAY_EMBEDDED | DISPLAY_ATTACHMENT);
-    EXPECT_EQ(mixed.At(1).parentKind, MP_OTHER);
-}
-
-TEST(PlanMultipart, DigestShowsAllAndTnefStopsThePlan) {
-    Walked digest(Multipart("digest", Child("Subject: a") + Child("Content-Disposition: attachment\nSubject: b")));
-    EXPECT_EQ(PlanMultipart(digest.parts, 0), 1);
-    EXPECT_EQ(digest.At(1).display, DISPLAY_SHOWN);
-    EXPECT_EQ(digest.At(2).display, DISPLAY_SHOWN);
-
-    Walked tnef(Multipart("digest", Child(kPlain) + Child("Content-Type: application/ms-tnef") + Child(kHtml)));
-    tnef.At(2).formatId = 1197;
-    EXPECT_EQ(PlanMultipart(tnef.parts, 0), 2);
-    EXPECT_EQ(tnef.At(1).display, DISPLAY_SHOWN);
-    EXPECT_EQ(tnef.At(2).display, 0);
-    EXPECT_EQ(tnef.At(3).display, 0);
-    EXPECT_EQ(tnef.At(3).parentKind, 0);
-
-    Walked empty(Multipart("mixed", ""));
-    ASSERT_EQ(empty.Count(), 1);
-    EXPECT_EQ(PlanMultipart(empty.parts, 0), 0);
-}
-
-TEST(PlanMultipart, ChildrenFoundByBoundaryContainment) {
     // The inner boundary contains the outer one, so the grandchildren are
     // planned again under the outer level, and the last write wins.
-    const std::string inner = Multipart("related", "--XXinner\nContent-Type: text/html\n\nh\n"
-                                                   "--XXinner\nContent-Type: image/png\n\np\n", "XXinner");
-    Walked walked(Multipart("alternative", "--XX\n" + inner + "\n" + Child(kPlain)));
-    ASSERT_EQ(walked.Count(), 5);
-    EXPECT_EQ(PlanMultipart(walked.parts, 0), 2);
-    EXPECT_EQ(walked.At(2).parentKind, MP_OTHER);
-    EXPECT_EQ(walked.At(2).display, DISPLAY_SHOWN);  // set under the related part, left by the outer
-    EXPECT_EQ(walked.At(4).display, 0);
-
-    // A boundary parameter longer than 127 bytes is still contained in the children's.
+    const std::string containing = Multipart("related", "--XXinner\nContent-Type: text/html\n\nh\n"
+                                                        "--XXinner\nContent-Type: image/png\n\np\n", "XXinner");
     const std::string longBoundary(200, 'L');
-    Walked longOne(Multipart("alternative",
-                             "--" + longBoundary + "\n" + kPlain + "\n\nx\n--" + longBoundary + "\n" + kHtml +
-                                 "\n\ny\n",
-                             longBoundary.c_str()));
-    ASSERT_EQ(longOne.Count(), 3);
-    EXPECT_EQ(PlanMultipart(longOne.parts, 0), 2);
-    EXPECT_EQ(longOne.At(1).display, DISPLAY_LOSER);
-}
-
-TEST(PlanMultipart, DeepNestingPlansEveryLevelWithinTheBound) {
-    std::string text;
-    char line[128];
-    for (int level = 1; level <= 70; ++level) {
-        std::snprintf(line, sizeof line, "Content-Type: multipart/alternative; boundary=\"B%03dZ\"\n\n--B%03dZ\n",
-                      level, level);
-        text += line;
+    struct Case {
+        std::string text;
+        const char* planned;
+        uint16_t preset = 0;  // a record given a format id or display bits before the plan
+        uint32_t formatId = 0;
+        uint16_t display = 0;
+    };
+    const Case cases[] = {
+        {Multipart("alternative", Child(kPlain) + Child(kHtml)), "2: L/alt S/alt"},
+        {Multipart("alternative", Child(kHtml) + Child(kPlain)), "1: S/alt L/alt"},
+        // Ties go to the earlier child; an RTF body found by classification beats html.
+        {Multipart("alternative", Child(kPlain) + Child(kPlain) + Child("Content-Type: application/rtf")),
+         "3: L/alt L/alt S/alt", 3, 1028},
+        // No child with a preference: all lose and the first is the result.
+        {Multipart("alternative", Child("Content-Type: image/gif") + Child("Content-Type: audio/x")),
+         "1: L/alt L/alt"},
+        // An alternative holding a multipart turns into other behind it; the
+        // nested one is planned on its own.
+        {Multipart("alternative", Child(kPlain) + "--XX\n" + related + "\n" + Child(kHtml)),
+         "1: S/alt -/alt S/rel -/rel -/oth"},
+        // Not an alternative: the earlier html keeps its mark beside the start part.
+        {Multipart("related; start=\"<two@x>\"", Child(kHtml) + Child("Content-Type: text/plain\nContent-ID: <two@x>") +
+                                                     Child("Content-Type: image/png")),
+         "2: S/rel S/rel -/rel"},
+        // The start part wins even when it is marked as an attachment.
+        {Multipart("alternative; start=a1",
+                   Child(kHtml) + Child("Content-Type: text/plain\nContent-ID: <a1>\nContent-Disposition: attachment")),
+         "2: L/alt S/alt"},
+        // The attachment bit is added to what stands.
+        {Multipart("mixed", Child(kPlain) + Child("Content-Type: application/pdf\n"
+                                                  "Content-Disposition: attachment; filename=a.pdf")),
+         "1: -/oth AE/oth", 2, 0, DISPLAY_EMBEDDED},
+        {Multipart("digest", Child("Subject: a") + Child("Content-Disposition: attachment\nSubject: b")),
+         "1: S/dig S/dig"},
+        // A TNEF part stops the plan.
+        {Multipart("digest", Child(kPlain) + Child("Content-Type: application/ms-tnef") + Child(kHtml)),
+         "2: S/dig -/dig -/-", 2, 1197},
+        {Multipart("mixed", ""), "0:"},
+        {Multipart("alternative", "--XX\n" + containing + "\n" + Child(kPlain)), "2: -/alt S/oth -/oth -/oth"},
+        // A boundary parameter longer than 127 bytes is still contained in the children's.
+        {Multipart("alternative",
+                   "--" + longBoundary + "\n" + kPlain + "\n\nx\n--" + longBoundary + "\n" + kHtml + "\n\ny\n",
+                   longBoundary.c_str()),
+         "2: L/alt S/alt"},
+    };
+    for (const Case& c : cases) {
+        Walked walked(c.text);
+        if (c.preset) {
+            ASSERT_LT(c.preset, walked.Count()) << c.text;
+            walked.At(c.preset).formatId = c.formatId;
+            walked.At(c.preset).display = c.display;
+        }
+        EXPECT_EQ(Planned(walked), c.planned) << c.text;
     }
-    text += "Content-Type: text/plain\n\ndeep\n";
-    Walked walked(text);
-    ASSERT_EQ(walked.Count(), kMaxNesting + 1);
-    // The deepest record is a leaf (the walker's bound) and is where display starts.
-    EXPECT_EQ(PlanMultipart(walked.parts, 0), kMaxNesting);
-    // A leaf with no preference number loses in its alternative.
-    EXPECT_EQ(walked.At(kMaxNesting).display, DISPLAY_LOSER);
-    EXPECT_EQ(walked.At(kMaxNesting).parentKind, MP_ALTERNATIVE);
+    Walked holding(cases[4].text);
+    PlanMultipart(holding.parts, 0);
+    EXPECT_EQ(holding.At(0).multipartKind, MP_OTHER);
 }
 
 TEST(PlanMultipart, SelfContainingBoundariesStayBounded) {
