@@ -17,13 +17,6 @@ using encoded_test::Sniff;
 using encoded_test::SniffDocument;
 using encoded_test::SniffPart;
 
-TEST(SnifferTest, EmptyAndBlankTextsAreNoEncoding) {
-    EXPECT_EQ(SniffPart(""), 0u);
-    EXPECT_EQ(SniffDocument(""), 0u);
-    EXPECT_EQ(SniffPart(" \t\r\n\r\n  \n"), 0u);
-    EXPECT_EQ(SniffDocument(" \t\r\n\r\n  \n"), 0u);
-}
-
 TEST(SnifferTest, BareBase64IsToldByItsLines) {
     std::string line = Base64Symbols(76) + "\r\n";
     EXPECT_EQ(SniffPart(line + line + line), TC_BASE64);
@@ -54,7 +47,11 @@ TEST(SnifferTest, RunsAreCountedExactlyAcrossTheReadersBuffer) {
     }
 }
 
-TEST(SnifferTest, TextThatLooksAlmostLikeBase64IsNot) {
+TEST(SnifferTest, EmptyBlankAndAlmostBase64TextsAreNoEncoding) {
+    EXPECT_EQ(SniffPart(""), 0u);
+    EXPECT_EQ(SniffDocument(""), 0u);
+    EXPECT_EQ(SniffPart(" \t\r\n\r\n  \n"), 0u);
+    EXPECT_EQ(SniffDocument(" \t\r\n\r\n  \n"), 0u);
     EXPECT_EQ(SniffPart("hello"), 0u);
     EXPECT_EQ(SniffPart("hello world, this is plain text\r\n"), 0u);
     // A blank inside a line, a '=' that is no padding, a foreign symbol.
@@ -130,6 +127,11 @@ TEST(SnifferTest, BtoaClosesAtTheNextLineThatBeginsWithX) {
     EXPECT_EQ(SniffPart(early), 0u);
     EXPECT_EQ(SniffDocument(early), TC_BTOA);
     EXPECT_EQ(SniffPart("xbtoa5 78 a.bin\r\n9jqo^BlbD\r\n"), 0u);
+    // A search that failed before still finds a closing right where it
+    // starts: the first opening finds no line that starts with 'x'; the
+    // second sits in a line, and its own name closes it.
+    EXPECT_EQ(SniffDocument("xbtoa5 12 a\r\nnothing here\r\nsee xbtoa5 34 xb\r\n"), TC_BTOA);
+    EXPECT_EQ(SniffDocument("xbtoa5 12 a\r\nnothing here\r\nsee xbtoa5 34 b\r\n"), 0u);
 }
 
 TEST(SnifferTest, Base64WithAHeaderOpensAnywhere) {
@@ -170,14 +172,6 @@ TEST(SnifferTest, HugeLinesAndManyOpeningsStayBounded) {
     EXPECT_EQ(SniffDocument(unclosed), 0u);
     EXPECT_EQ(SniffPart(Repeat("=ybegin size=1\r\n", 100000), 1), 0u);
     EXPECT_EQ(SniffDocument(Repeat("(This file must be converted with BinHex 4.0)\r\n:x\r\n", 50000)), 0u);
-}
-
-TEST(SnifferTest, ASearchThatFailedBeforeStillFindsAClosingRightWhereItStarts) {
-    // The first btoa opening finds no line that starts with 'x'; the second
-    // one sits in the middle of a line and its name, right where its search
-    // starts, closes it.
-    EXPECT_EQ(SniffDocument("xbtoa5 12 a\r\nnothing here\r\nsee xbtoa5 34 xb\r\n"), TC_BTOA);
-    EXPECT_EQ(SniffDocument("xbtoa5 12 a\r\nnothing here\r\nsee xbtoa5 34 b\r\n"), 0u);
 }
 
 TEST(SnifferTest, LiteralsDigitsAndNumbers) {

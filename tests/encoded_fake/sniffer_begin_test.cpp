@@ -31,16 +31,12 @@ protected:
 };
 
 TEST_F(SnifferBeginTest, TheServiceNamesTheBlock) {
-    Answer(4050);
-    EXPECT_EQ(SniffPart(kBlock), TC_UUENCODE);
-    Answer(4051);
-    EXPECT_EQ(SniffPart(kBlock), TC_UUENCODE);
-    Answer(4052);
-    EXPECT_EQ(SniffPart(kBlock), TC_XXENCODE);
-    Answer(0);
-    EXPECT_EQ(SniffPart(kBlock), 0u);
-    Answer(4054);
-    EXPECT_EQ(SniffPart(kBlock), 0u);
+    const struct { uint16_t answer; uint32_t code; } cases[] = {
+        {4050, TC_UUENCODE}, {4051, TC_UUENCODE}, {4052, TC_XXENCODE}, {0, 0}, {4054, 0}};
+    for (const auto& c : cases) {
+        Answer(c.answer);
+        EXPECT_EQ(SniffPart(kBlock), c.code) << c.answer;
+    }
     // It was asked with the hint 4050 about the block from its 'b' through
     // its "end" line.
     ASSERT_EQ(fake::Service().specialSeen.size(), 5u);
@@ -58,9 +54,7 @@ TEST_F(SnifferBeginTest, TheBlockMustStandAloneInAPartButNotInADocument) {
     size_t asked = fake::Service().specialSeen.size();
     EXPECT_EQ(SniffDocument(" " + kBlock), 0u);
     EXPECT_EQ(fake::Service().specialSeen.size(), asked);
-}
-
-TEST_F(SnifferBeginTest, TwoBlocksAreNoSingleEncoding) {
+    // Two blocks are no single encoding.
     EXPECT_EQ(SniffDocument(kBlock + "\r\n" + kBlock), 0u);
     // Directly behind an "end" line the next 'b' is not at a line start.
     EXPECT_EQ(SniffDocument(kBlock + kBlock), TC_UUENCODE);

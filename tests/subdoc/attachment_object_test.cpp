@@ -14,10 +14,6 @@
 
 namespace {
 
-IoObject* const kPreset = reinterpret_cast<IoObject*>(~uintptr_t{0});
-constexpr size_t kNameBuffer = 513;  // what a host gives GetInfo 3 on the filter's objects
-
-// A document with an attachment body at a known place.
 const std::string kHead = "Subject: files\r\n\r\n";
 const std::string kBody = "Hello attachment, raw bytes 0123456789.\r\n";
 const std::string kTail = "--end--\r\n";
@@ -36,12 +32,6 @@ AttachRecord Record(uint32_t offset, uint32_t length, uint32_t transferCode = 0)
     return record;
 }
 
-std::string NameOf(IoObject* object, uint32_t what = 3) {
-    char name[kNameBuffer] = {};
-    if (object->GetInfo(object, what, name) != 0) return "<refused>";
-    return name;
-}
-
 uint32_t TellOf(IoObject* object) {
     uint32_t pos = 0xDEAD;
     EXPECT_EQ(object->Tell(object, &pos), 0);
@@ -51,21 +41,19 @@ uint32_t TellOf(IoObject* object) {
 class AttachmentObject : public ::testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_NE(session_.proc(), nullptr);
         ASSERT_EQ(session_.Open(mail_.get(), FI_INTERNET_MAIL), 0);
         ASSERT_NE(session_.proc()->attachments, nullptr);
     }
 
     // Adds a record (with an owned copy of `name`) and answers its index.
     uint32_t Add(AttachRecord record, const char* name = nullptr) {
-        if (name) record.name = StringDup(static_cast<uint32_t>(std::strlen(name)),
-                                          &record.nameBlock, name);
+        if (name) record.name = StringDup(static_cast<uint32_t>(std::strlen(name)), &record.nameBlock, name);
         return static_cast<uint32_t>(ListAdd(session_.proc()->attachments, &record));
     }
 
-    IoObject* Request(IoObject* stream, uint32_t a, uint32_t b, int16_t* code = nullptr) {
+    IoObject* Request(IoObject* stream, uint32_t index, int16_t* code = nullptr) {
         IoObject* object = nullptr;
-        int16_t result = VwDoSpecial(stream, a, &object, b, 0, 0, session_.proc());
+        const int16_t result = VwDoSpecial(stream, 0, &object, index, 0, 0, session_.proc());
         if (code) *code = result;
         return object;
     }
@@ -75,26 +63,23 @@ protected:
     FilterSession session_{host_};
 };
 
-TEST_F(AttachmentObject, RawAttachmentReadsItsRangeAndStartsAtTheEnd) {
+TEST_F(AttachmentObject, RawAttachmentReadsItsRangeSeeksAndTells) {
     StageHost stage(kDocument);
-    const uint32_t index = Add(Record(kBodyOffset, kBodyLength));
     const size_t callsBefore = host_.Calls().size();
     int16_t code = 1;
-    IoObject* object = Request(stage.document(), 0, index, &code);
+    IoObject* object = Request(stage.document(), Add(Record(kBodyOffset, kBodyLength)), &code);
     ASSERT_NE(object, nullptr);
     EXPECT_EQ(code, 0);
     EXPECT_EQ(host_.Calls().size(), callsBefore) << "no host routine is called";
 
     // One Open: the range of the document, marked 9, last offset inclusive.
-    const auto opens = StageHost::Opens();
-    ASSERT_EQ(opens.size(), 1u);
-    EXPECT_EQ(opens[0].openKind, 8u);
-    EXPECT_EQ(opens[0].base, 1u);
-    EXPECT_EQ(opens[0].first, kBodyOffset);
-    EXPECT_EQ(opens[0].second, kBodyOffset + kBodyLength - 1);
-    EXPECT_EQ(opens[0].flags, 9u);
-
-    // The object's shape: Write null, Open the document's.
+    ASSERT_EQ(StageHost::Opens().size(), 1u);
+    const OpenRequest range = StageHost::Opens()[0];
+    EXPECT_EQ(range.kind, 8u);
+    EXPECT_EQ(range.base, 1u);
+    EXPECT_EQ(range.first, kBodyOffset);
+    EXPECT_EQ(range.second, kBodyOffset + kBodyLength - 1);
+    EXPECT_EQ(range.flags, 9u);
     EXPECT_EQ(object->Write, nullptr);
     EXPECT_EQ(object->Open, stage.document()->Open);
 
@@ -102,18 +87,8 @@ TEST_F(AttachmentObject, RawAttachmentReadsItsRangeAndStartsAtTheEnd) {
     EXPECT_EQ(ReadRest(object), "");
     EXPECT_EQ(NameOf(object), "mimeattachbody.tmp");
     EXPECT_EQ(NameOf(object, 6), "mimeattachbody.tmp");
-
     ASSERT_EQ(object->Seek(object, 0, 0), 0);
     EXPECT_EQ(ReadRest(object, 7), kBody);
-    object->Close(object);
-    EXPECT_EQ(StageHost::Closed(), std::vector<uint32_t>{2});
-    EXPECT_EQ(StageHost::LiveObjects(), 0u);
-}
-
-TEST_F(AttachmentObject, SeeksTellsAndAReadOfTheLargestCount) {
-    StageHost stage(kDocument);
-    IoObject* object = Request(stage.document(), 0, Add(Record(kBodyOffset, kBodyLength)));
-    ASSERT_NE(object, nullptr);
 
     // The largest count a host asks for at once: the whole body in one call.
     ASSERT_EQ(object->Seek(object, 0, 0), 0);
@@ -123,32 +98,29 @@ TEST_F(AttachmentObject, SeeksTellsAndAReadOfTheLargestCount) {
     ASSERT_EQ(got, kBodyLength);
     EXPECT_EQ(buffer.substr(0, got), kBody);
 
-    ASSERT_EQ(object->Seek(object, 0, 6), 0);
-    EXPECT_EQ(TellOf(object), 6u);
-    ASSERT_EQ(object->Seek(object, 1, 4), 0);
-    EXPECT_EQ(TellOf(object), 10u);
-    ASSERT_EQ(object->Seek(object, 1, -3), 0);
-    EXPECT_EQ(TellOf(object), 7u);
-    ASSERT_EQ(object->Seek(object, 2, -4), 0);
-    EXPECT_EQ(TellOf(object), kBodyLength - 4);
-    EXPECT_EQ(ReadRest(object), kBody.substr(kBodyLength - 4));
-
     // A whence outside 0..2 does nothing and succeeds.
-    ASSERT_EQ(object->Seek(object, 0, 3), 0);
-    EXPECT_EQ(object->Seek(object, 3, 20), 0);
-    EXPECT_EQ(object->Seek(object, 0xFFFF, -1), 0);
-    EXPECT_EQ(TellOf(object), 3u);
+    const struct { uint16_t whence; int32_t offset; uint32_t tell; } seeks[] = {
+        {0, 6, 6}, {1, 4, 10}, {1, -3, 7}, {2, -4, kBodyLength - 4}, {0, 3, 3}, {3, 20, 3}, {0xFFFF, -1, 3}};
+    for (const auto& seek : seeks) {
+        EXPECT_EQ(object->Seek(object, seek.whence, seek.offset), 0) << seek.whence << " " << seek.offset;
+        EXPECT_EQ(TellOf(object), seek.tell) << seek.whence << " " << seek.offset;
+    }
+    EXPECT_EQ(ReadRest(object), kBody.substr(3));
     object->Close(object);
+    EXPECT_EQ(StageHost::Closed(), std::vector<uint32_t>{2});
+    EXPECT_EQ(StageHost::LiveObjects(), 0u);
 }
 
+// The object keeps its name after VwStreamClose has freed the records.
 TEST_F(AttachmentObject, GetInfoAnswersAndTheRecordsName) {
     StageHost stage(kDocument);
-    const uint32_t named = Add(Record(kBodyOffset, kBodyLength), "report.txt");
+    IoObject* object = Request(stage.document(), Add(Record(kBodyOffset, kBodyLength), "report.txt"));
     const std::string longName(600, 'n');
-    const uint32_t longNamed = Add(Record(kBodyOffset, kBodyLength), longName.c_str());
-
-    IoObject* object = Request(stage.document(), 0, named);
+    IoObject* longObject = Request(stage.document(), Add(Record(kBodyOffset, kBodyLength), longName.c_str()));
     ASSERT_NE(object, nullptr);
+    ASSERT_NE(longObject, nullptr);
+    session_.Close();
+
     EXPECT_EQ(NameOf(object), "report.txt");
     EXPECT_EQ(NameOf(object, 6), "report.txt");
     uint32_t kind = 0;
@@ -156,16 +128,15 @@ TEST_F(AttachmentObject, GetInfoAnswersAndTheRecordsName) {
     EXPECT_EQ(kind, 2u);
     uint32_t untouched = 0x5A5A5A5A;
     EXPECT_EQ(object->GetInfo(object, 15, &untouched), 0);
-    EXPECT_EQ(untouched, 0x5A5A5A5Au);
     for (uint32_t what : {0u, 1u, 2u, 5u, 7u, 8u, 9u, 10u, 11u, 12u, 13u, 16u, 0xFFFFFFFFu}) {
         EXPECT_EQ(object->GetInfo(object, what, &untouched), -10) << "what " << what;
     }
     EXPECT_EQ(untouched, 0x5A5A5A5Au);
+    ASSERT_EQ(object->Seek(object, 0, 0), 0);
+    EXPECT_EQ(ReadRest(object), kBody);
     object->Close(object);
 
     // A name longer than the 513-byte buffer is cut to 512 bytes and its NUL.
-    IoObject* longObject = Request(stage.document(), 0, longNamed);
-    ASSERT_NE(longObject, nullptr);
     std::string buffer(600, '\x7F');
     ASSERT_EQ(longObject->GetInfo(longObject, 3, buffer.data()), 0);
     EXPECT_EQ(std::strlen(buffer.c_str()), 512u);
@@ -175,7 +146,7 @@ TEST_F(AttachmentObject, GetInfoAnswersAndTheRecordsName) {
 
 TEST_F(AttachmentObject, RangesToTheEndAndEmptyRanges) {
     StageHost stage(kDocument);
-    IoObject* toEnd = Request(stage.document(), 0, Add(Record(kBodyOffset, 0xFFFFFFFE)));
+    IoObject* toEnd = Request(stage.document(), Add(Record(kBodyOffset, 0xFFFFFFFE)));
     ASSERT_NE(toEnd, nullptr);
     EXPECT_EQ(StageHost::Opens().back().second, 0xFFFFFFFEu);
     ASSERT_EQ(toEnd->Seek(toEnd, 0, 0), 0);
@@ -183,7 +154,7 @@ TEST_F(AttachmentObject, RangesToTheEndAndEmptyRanges) {
     toEnd->Close(toEnd);
 
     // Length 0 asks for a last offset one before the first: nothing to read.
-    IoObject* empty = Request(stage.document(), 0, Add(Record(kBodyOffset, 0)));
+    IoObject* empty = Request(stage.document(), Add(Record(kBodyOffset, 0)));
     ASSERT_NE(empty, nullptr);
     EXPECT_EQ(StageHost::Opens().back().second, kBodyOffset - 1);
     ASSERT_EQ(empty->Seek(empty, 0, 0), 0);
@@ -191,90 +162,70 @@ TEST_F(AttachmentObject, RangesToTheEndAndEmptyRanges) {
     empty->Close(empty);
 }
 
-TEST_F(AttachmentObject, DecodedAttachmentStartsAtItsBeginning) {
+// Every stage opens on the one before it; the object starts at the beginning
+// of the innermost data and closes the stages innermost first.
+TEST_F(AttachmentObject, StagesChainAndTheInnermostIsRead) {
     const std::string payload = "decoded payload \x01\x02\xFF";
-    const std::string document = kHead + HexOf(payload) + "\r\n";
-    StageHost stage(document);
-    const uint32_t length = static_cast<uint32_t>(document.size()) - kBodyOffset;
-    IoObject* object = Request(stage.document(), 0, Add(Record(kBodyOffset, length, kOuterCode)));
-    ASSERT_NE(object, nullptr);
-
-    const auto opens = StageHost::Opens();
-    ASSERT_EQ(opens.size(), 2u);
-    EXPECT_EQ(opens[0].openKind, 8u);
-    EXPECT_EQ(opens[0].flags, 9u);
-    EXPECT_EQ(opens[1].openKind, 19u);
-    EXPECT_EQ(opens[1].base, opens[0].label) << "the decoding reads the range";
-    EXPECT_EQ(opens[1].first, 0u);
-    EXPECT_EQ(opens[1].second, kOuterCode);
-    EXPECT_EQ(opens[1].flags, 1u);
-
-    EXPECT_EQ(TellOf(object), 0u);
-    EXPECT_EQ(ReadRest(object, 5), payload);
-    EXPECT_EQ(NameOf(object), "tnefbody.tmp") << "every unnamed encoded attachment";
-    object->Close(object);
-    EXPECT_EQ(StageHost::Closed(), (std::vector<uint32_t>{opens[1].label, opens[0].label}));
-}
-
-TEST_F(AttachmentObject, InnerStagesInsideDecodedData) {
-    // Outer data: hex of (prefix, hex of the inner payload, suffix).
-    const std::string payload = "inner file";
     const std::string prefix = "TNEF-ish header ";
-    const std::string outer = prefix + HexOf(payload) + " trailer";
-    const std::string document = kHead + HexOf(outer);
-    StageHost stage(document);
-    AttachRecord record = Record(kBodyOffset, 0xFFFFFFFE, kOuterCode);
-    record.innerTransfer = kInnerCode;
-    record.innerOffset = static_cast<uint32_t>(prefix.size());
-    record.innerLength = static_cast<uint32_t>(HexOf(payload).size());
-    IoObject* object = Request(stage.document(), 0, Add(record, "inner.bin"));
-    ASSERT_NE(object, nullptr);
+    const std::string nested = prefix + HexOf("inner file") + " trailer";
+    const std::string sliced = "skip these|the wanted slice|and the rest";
+    const uint32_t innerAt = static_cast<uint32_t>(prefix.size());
+    const uint32_t innerLength = static_cast<uint32_t>(HexOf("inner file").size());
+    struct Stage { uint32_t kind, first, second, flags; };
+    const struct {
+        std::string encoded;
+        uint32_t innerTransfer, innerOffset, innerLength;
+        const char* name;
+        std::vector<Stage> opens;
+        std::string content, shownName;
+    } cases[] = {
+        {HexOf(payload), 0, 0, 0, nullptr,
+         {{8, kBodyOffset, kBodyOffset + 2 * uint32_t(payload.size()) - 1, 9}, {19, 0, kOuterCode, 1}},
+         payload, "tnefbody.tmp"},
+        {HexOf(nested), kInnerCode, innerAt, innerLength, "inner.bin",
+         {{8, kBodyOffset, 0xFFFFFFFE, 9}, {19, 0, kOuterCode, 1},
+          {8, innerAt, innerAt + innerLength - 1, 1}, {19, 0, kInnerCode, 9}},
+         "inner file", "inner.bin"},
+        // Without a second decoding the range that ends the chain is marked.
+        {HexOf(sliced), 0, 11, 16, nullptr,
+         {{8, kBodyOffset, 0xFFFFFFFE, 9}, {19, 0, kOuterCode, 1}, {8, 11, 26, 9}},
+         "the wanted slice", "tnefbody.tmp"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.content);
+        StageHost stage(kHead + c.encoded);
+        AttachRecord record = Record(kBodyOffset, c.innerLength ? 0xFFFFFFFE : uint32_t(c.encoded.size()),
+                                     kOuterCode);
+        record.innerTransfer = c.innerTransfer;
+        record.innerOffset = c.innerOffset;
+        record.innerLength = c.innerLength;
+        IoObject* object = Request(stage.document(), Add(record, c.name));
+        ASSERT_NE(object, nullptr);
 
-    const auto opens = StageHost::Opens();
-    ASSERT_EQ(opens.size(), 4u);
-    EXPECT_EQ(opens[2].openKind, 8u);
-    EXPECT_EQ(opens[2].base, opens[1].label) << "the inner range lies in the decoded data";
-    EXPECT_EQ(opens[2].first, record.innerOffset);
-    EXPECT_EQ(opens[2].second, record.innerOffset + record.innerLength - 1);
-    EXPECT_EQ(opens[2].flags, 1u);
-    EXPECT_EQ(opens[3].openKind, 19u);
-    EXPECT_EQ(opens[3].base, opens[2].label);
-    EXPECT_EQ(opens[3].second, kInnerCode);
-    EXPECT_EQ(opens[3].flags, 9u);
-
-    EXPECT_EQ(TellOf(object), 0u);
-    EXPECT_EQ(ReadRest(object), payload);
-    EXPECT_EQ(NameOf(object), "inner.bin");
-    object->Close(object);
-    EXPECT_EQ(StageHost::Closed(), (std::vector<uint32_t>{opens[3].label, opens[2].label,
-                                                         opens[1].label, opens[0].label}));
-}
-
-TEST_F(AttachmentObject, InnerRangeWithoutSecondDecoding) {
-    const std::string outer = "skip these|the wanted slice|and the rest";
-    StageHost stage(kHead + HexOf(outer));
-    AttachRecord record = Record(kBodyOffset, 0xFFFFFFFE, kOuterCode);
-    record.innerOffset = 11;
-    record.innerLength = 16;
-    IoObject* object = Request(stage.document(), 0, Add(record));
-    ASSERT_NE(object, nullptr);
-    const auto opens = StageHost::Opens();
-    ASSERT_EQ(opens.size(), 3u);
-    EXPECT_EQ(opens[2].openKind, 8u);
-    EXPECT_EQ(opens[2].base, opens[1].label);
-    EXPECT_EQ(opens[2].flags, 9u) << "the range that ends the chain is marked";
-    EXPECT_EQ(TellOf(object), 0u);
-    EXPECT_EQ(ReadRest(object), "the wanted slice");
-    object->Close(object);
-    EXPECT_EQ(StageHost::LiveObjects(), 0u);
+        const std::vector<OpenRequest> opens = StageHost::Opens();
+        ASSERT_EQ(opens.size(), c.opens.size());
+        std::vector<uint32_t> innermostFirst;
+        for (size_t i = 0; i < opens.size(); ++i) {
+            EXPECT_EQ(opens[i].base, i == 0 ? 1u : opens[i - 1].label) << "open " << i;
+            EXPECT_EQ(opens[i].kind, c.opens[i].kind) << "open " << i;
+            EXPECT_EQ(opens[i].first, c.opens[i].first) << "open " << i;
+            EXPECT_EQ(opens[i].second, c.opens[i].second) << "open " << i;
+            EXPECT_EQ(opens[i].flags, c.opens[i].flags) << "open " << i;
+            innermostFirst.insert(innermostFirst.begin(), opens[i].label);
+        }
+        EXPECT_EQ(TellOf(object), 0u);
+        EXPECT_EQ(ReadRest(object, 5), c.content);
+        EXPECT_EQ(NameOf(object), c.shownName);
+        object->Close(object);
+        EXPECT_EQ(StageHost::Closed(), innermostFirst);
+    }
 }
 
 TEST_F(AttachmentObject, DeadObjectWhenTheRangeFails) {
     for (bool leaveObject : {false, true}) {
         StageHost stage(kDocument, StageFailure{1, leaveObject});
         int16_t code = 1;
-        IoObject* object = Request(stage.document(), 0, Add(Record(kBodyOffset, kBodyLength)),
-                                   &code);
+        IoObject* object = Request(stage.document(), Add(Record(kBodyOffset, kBodyLength)), &code);
         ASSERT_NE(object, nullptr) << "the host gets the object all the same";
         EXPECT_EQ(code, 0);
         EXPECT_EQ(StageHost::LiveObjects(), 0u) << "what a failed Open left is closed";
@@ -298,8 +249,7 @@ TEST_F(AttachmentObject, DeadObjectWhenTheRangeFails) {
 // name; a failed inner stage leaves it reading the same, with its name. What
 // a failing Open left in the out-pointer is closed at once.
 TEST_F(AttachmentObject, FailedStagesFallBackToTheEncodedRange) {
-    const std::string outer = "head " + HexOf("inner") + " tail";
-    const std::string encoded = HexOf(outer);
+    const std::string encoded = HexOf("head " + HexOf("inner") + " tail");
     // Opens: 1 outer range, 2 outer decoding, 3 inner range, 4 inner decoding.
     for (uint32_t failAt : {2u, 3u, 4u}) {
         StageHost stage(kHead + encoded, StageFailure{failAt, true});
@@ -307,7 +257,7 @@ TEST_F(AttachmentObject, FailedStagesFallBackToTheEncodedRange) {
         record.innerTransfer = kInnerCode;
         record.innerOffset = 5;
         record.innerLength = 10;
-        IoObject* object = Request(stage.document(), 0, Add(record, "kept.name"));
+        IoObject* object = Request(stage.document(), Add(record, "kept.name"));
         ASSERT_NE(object, nullptr);
         EXPECT_EQ(StageHost::LiveObjects(), failAt - 1) << "failing at open " << failAt;
         EXPECT_EQ(NameOf(object), failAt == 2 ? "" : "kept.name");
@@ -322,13 +272,11 @@ TEST_F(AttachmentObject, SignatureCheck) {
     const std::string compound = std::string("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", 8) + "rest";
     StageHost stage(kHead + compound + "|" + compound.substr(0, 7) + "|" +
                     "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE0 near miss");
-    const uint32_t first = kBodyOffset;
-    const uint32_t shortAt = first + static_cast<uint32_t>(compound.size()) + 1;
+    const uint32_t shortAt = kBodyOffset + static_cast<uint32_t>(compound.size()) + 1;
 
     // A raw attachment stands at its end; the check seeks for itself and
     // puts the position back.
-    IoObject* object = Request(stage.document(), 0,
-                               Add(Record(first, static_cast<uint32_t>(compound.size()))));
+    IoObject* object = Request(stage.document(), Add(Record(kBodyOffset, uint32_t(compound.size()))));
     ASSERT_NE(object, nullptr);
     EXPECT_EQ(object->GetInfo(object, 4, nullptr), 0);
     EXPECT_EQ(TellOf(object), compound.size());
@@ -339,36 +287,11 @@ TEST_F(AttachmentObject, SignatureCheck) {
 
     // Seven bytes of the signature, and eight with the last one wrong.
     for (AttachRecord record : {Record(shortAt, 7), Record(shortAt + 8, 0xFFFFFFFE)}) {
-        IoObject* other = Request(stage.document(), 0, Add(record));
+        IoObject* other = Request(stage.document(), Add(record));
         ASSERT_NE(other, nullptr);
         EXPECT_EQ(other->GetInfo(other, 4, nullptr), -10) << "at " << record.offset;
         other->Close(other);
     }
-}
-
-TEST_F(AttachmentObject, NothingForAnIndexOutsideTheList) {
-    StageHost stage(kDocument);
-    Add(Record(kBodyOffset, kBodyLength));
-    const uint32_t count = ListCount(session_.proc()->attachments);
-    const size_t callsBefore = host_.Calls().size();
-    for (uint32_t index : {count, count + 1, 0x10000u, 0xFFFFFFFFu}) {
-        IoObject* object = kPreset;
-        EXPECT_EQ(VwDoSpecial(stage.document(), 0, &object, index, 0, 0, session_.proc()), -2);
-        EXPECT_EQ(object, kPreset) << "index " << index;
-    }
-    EXPECT_TRUE(StageHost::Opens().empty());
-    EXPECT_EQ(host_.Calls().size(), callsBefore);
-}
-
-TEST_F(AttachmentObject, ObjectOutlivesTheDocument) {
-    StageHost stage(kDocument);
-    IoObject* object = Request(stage.document(), 0, Add(Record(kBodyOffset, kBodyLength), "x.txt"));
-    ASSERT_NE(object, nullptr);
-    session_.Close();  // VwStreamClose frees the records and their names
-    EXPECT_EQ(NameOf(object), "x.txt");
-    ASSERT_EQ(object->Seek(object, 0, 0), 0);
-    EXPECT_EQ(ReadRest(object), kBody);
-    object->Close(object);
 }
 
 }  // namespace

@@ -6,29 +6,15 @@
 
 #include "filter/filter_proc.h"
 #include "host/mailfilter.h"
+#include "tests/subdoc/stage_host.h"
 #include "tests/support/filter_session.h"
 #include "tests/support/memory_object.h"
-#include "tests/support/recording_host.h"
 
 namespace {
 
-std::string ReadAll(IoObject* object) {
-    std::string data;
-    char buffer[4096];
-    uint32_t got = 0;
-    while (object->Read(object, buffer, sizeof buffer, &got) == 0 && got > 0) data.append(buffer, got);
-    return data;
-}
-
-std::string NameOf(IoObject* object) {
-    char name[513] = {};
-    EXPECT_EQ(object->GetInfo(object, 3, name), 0);
-    return name;
-}
-
 TEST(Locators, ByteRangesOfTheDocument) {
     RecordingHost host;
-    std::string mail = "Subject: x\r\n\r\n0123456789abcdefghij\r\n";
+    const std::string mail = "Subject: x\r\n\r\n0123456789abcdefghij\r\n";
     MemoryObject document(mail);
     FilterSession session(host);
     ASSERT_EQ(session.Open(document.get(), FI_INTERNET_MAIL), 0);
@@ -36,7 +22,7 @@ TEST(Locators, ByteRangesOfTheDocument) {
     IoObject* object = nullptr;
     ASSERT_EQ(VwDoSpecial(document.get(), 3, &object, 10, 0, 0, session.proc()), 0);
     ASSERT_NE(object, nullptr);
-    EXPECT_EQ(ReadAll(object), mail.substr(3, 10)) << "offset 3, last offset 12";
+    EXPECT_EQ(ReadRest(object), mail.substr(3, 10)) << "offset 3, last offset 12";
     EXPECT_EQ(NameOf(object), "locatorsbody2.tmp");
     EXPECT_EQ(object->Write, nullptr);
     ASSERT_EQ(object->Seek(object, 2, 0), 0);
@@ -49,9 +35,8 @@ TEST(Locators, ByteRangesOfTheDocument) {
     object = nullptr;
     ASSERT_EQ(VwDoSpecial(document.get(), 14, &object, 0xFFFFFFFE, 0, 0, session.proc()), 0);
     ASSERT_NE(object, nullptr);
-    EXPECT_EQ(ReadAll(object), mail.substr(14)) << "to the end of the document";
+    EXPECT_EQ(ReadRest(object), mail.substr(14)) << "to the end of the document";
     object->Close(object);
-    session.Close();
 }
 
 TEST(Locators, AnEmbeddedMessageOpensThroughItsLink) {
@@ -68,22 +53,18 @@ TEST(Locators, AnEmbeddedMessageOpensThroughItsLink) {
     ASSERT_EQ(session.ReadToEnd(), FilterSession::Stop::Document);
     // The link's recipe: (0x100, bodyOffset, bodyLength).
     uint32_t a = 0, b = 0;
-    for (const HostEvent& call : host.Calls())
-        if (call.id == SO_SETPROPERTY && call.args[0].number == 0xC1 && call.args[1].number == 0x100 &&
-            call.args[2].number >= 3) {
-            a = call.args[2].number;
-            b = call.args[3].number;
-        }
+    for (const Recipe& recipe : RecipesOf(host))
+        for (const auto& step : recipe.steps)
+            if (step[0] == STEP_SPECIAL && step[1] >= 3) a = step[1], b = step[2];
     ASSERT_EQ(a, mail.find(inner)) << host.Transcript();
     IoObject* object = nullptr;
     ASSERT_EQ(VwDoSpecial(document.get(), a, &object, b, 0, 0, session.proc()), 0);
     ASSERT_NE(object, nullptr);
-    std::string got = ReadAll(object);
+    const std::string got = ReadRest(object);
     EXPECT_EQ(got.substr(0, inner.size()), inner);
     EXPECT_LE(got.size(), inner.size() + 2) << "at most the line end before the delimiter";
     object->Close(object);
     EXPECT_NE(host.Text().find("INNER"), std::string::npos) << "the link shows the subject";
-    session.Close();
 }
 
 TEST(Locators, ARecordedChainDecodesAndRefusesBadNumbers) {
@@ -93,9 +74,6 @@ TEST(Locators, ARecordedChainDecodesAndRefusesBadNumbers) {
     FilterSession session(host);
     ASSERT_EQ(session.Open(document.get(), FI_INTERNET_MAIL), 0);
     FilterProc* proc = session.proc();
-    IoObject* object = nullptr;
-    EXPECT_EQ(VwDoSpecial(document.get(), 2, &object, 1, 0, 0, proc), -2) << "no chains yet";
-
     proc->chains = ListCreate(0, 0, sizeof(GrowList*), 4, 4);
     GrowList* chain = ListCreate(0, 0, sizeof(RangeStep), 4, 4);
     RangeStep range{STEP_RANGE, static_cast<uint32_t>(mail.find("aGVs")), 18, 0};
@@ -104,8 +82,8 @@ TEST(Locators, ARecordedChainDecodesAndRefusesBadNumbers) {
     ListAdd(chain, &decode);
     ListAdd(proc->chains, &chain);
 
+    IoObject* object = nullptr;
     for (uint32_t bad : {0u, 2u}) {
-        object = nullptr;
         EXPECT_EQ(VwDoSpecial(document.get(), 2, &object, bad, 0, 0, proc), -2) << bad;
         EXPECT_EQ(object, nullptr);
     }
@@ -114,10 +92,9 @@ TEST(Locators, ARecordedChainDecodesAndRefusesBadNumbers) {
         ASSERT_EQ(VwDoSpecial(document.get(), 2, &object, 1, 0, 0, proc), 0);
         ASSERT_NE(object, nullptr);
         EXPECT_EQ(NameOf(object), "locatorsbody.tmp");
-        EXPECT_EQ(ReadAll(object), "hello chain");
+        EXPECT_EQ(ReadRest(object), "hello chain");
         EXPECT_EQ(object->Close(object), 0);
     }
-    session.Close();  // frees chains and its lists
 }
 
 }  // namespace

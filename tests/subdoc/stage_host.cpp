@@ -1,17 +1,17 @@
 // stage_host.cpp - the logging document stream, its Open and the toy decoder.
 #include "tests/subdoc/stage_host.h"
 
-#include <cstring>
-
 #include "platform/platform.h"
+#include "host/constants.h"
+#include "host/host_routines.h"
 #include "tests/support/memory_object.h"
 
 namespace {
 
 struct StageState {
-    std::vector<StageEvent> log;
+    std::vector<OpenRequest> opens;
+    std::vector<uint32_t> closed;
     StageFailure failure;
-    uint32_t opens = 0;
     uint32_t nextLabel = 2;
     size_t live = 0;
 };
@@ -30,15 +30,13 @@ struct Shell {
 };
 
 Shell* AsShell(IoObject* object) { return reinterpret_cast<Shell*>(object); }
+IoObject* Inner(IoObject* object) { return AsShell(object)->inner; }
 
 int32_t StageOpen(IoObject** out, uint32_t kind, void* request, uint32_t flags);
 
 int32_t ShellClose(IoObject* object) {
     Shell* shell = AsShell(object);
-    StageEvent event;
-    event.kind = StageEvent::Close;
-    event.label = shell->label;
-    State().log.push_back(event);
+    State().closed.push_back(shell->label);
     if (shell->label != 1) --State().live;
     shell->inner->Close(shell->inner);
     delete shell;
@@ -46,23 +44,17 @@ int32_t ShellClose(IoObject* object) {
 }
 
 int32_t ShellRead(IoObject* object, void* buf, uint32_t count, uint32_t* got) {
-    IoObject* inner = AsShell(object)->inner;
-    return inner->Read(inner, buf, count, got);
+    return Inner(object)->Read(Inner(object), buf, count, got);
 }
 
 int32_t ShellSeek(IoObject* object, uint16_t whence, int32_t offset) {
-    IoObject* inner = AsShell(object)->inner;
-    return inner->Seek(inner, whence, offset);
+    return Inner(object)->Seek(Inner(object), whence, offset);
 }
 
-int32_t ShellTell(IoObject* object, uint32_t* pos) {
-    IoObject* inner = AsShell(object)->inner;
-    return inner->Tell(inner, pos);
-}
+int32_t ShellTell(IoObject* object, uint32_t* pos) { return Inner(object)->Tell(Inner(object), pos); }
 
 int32_t ShellGetInfo(IoObject* object, uint32_t what, void* answer) {
-    IoObject* inner = AsShell(object)->inner;
-    return inner->GetInfo(inner, what, answer);
+    return Inner(object)->GetInfo(Inner(object), what, answer);
 }
 
 IoObject* Wrap(IoObject* inner, uint32_t label) {
@@ -95,7 +87,7 @@ IoObject* DecodeHex(IoObject* base) {
     std::string decoded;
     int high = -1;
     for (unsigned char c : ReadRest(base)) {
-        int digit = HexDigit(c);
+        const int digit = HexDigit(c);
         if (digit < 0) continue;
         if (high < 0) {
             high = digit;
@@ -107,42 +99,29 @@ IoObject* DecodeHex(IoObject* base) {
     MemoryObjectOptions options;
     options.name = "decoded";
     IoObject* object = MemoryObjectOpen(decoded, options);
-    // A stage may stand anywhere when it opens; this one stands at its end.
-    object->Seek(object, 2, 0);
+    object->Seek(object, 2, 0);  // a stage may stand anywhere when it opens
     return object;
 }
 
-StageEvent DescribeRequest(uint32_t kind, void* request, uint32_t flags) {
-    StageEvent event;
-    event.openKind = kind;
-    event.flags = flags;
-    const auto* words = static_cast<const uintptr_t*>(request);
-    event.base = LabelOf(reinterpret_cast<IoObject*>(words[0]));
-    event.first = static_cast<uint32_t>(words[1]);
-    event.second = static_cast<uint32_t>(words[2]);
-    return event;
-}
-
 IoObject* MakeFor(uint32_t kind, void* request, uint32_t flags) {
-    if (kind == IO_OPEN_DECODE) {
-        return DecodeHex(static_cast<IoDecodeRequest*>(request)->base);
-    }
+    if (kind == IO_OPEN_DECODE) return DecodeHex(static_cast<IoDecodeRequest*>(request)->base);
     IoObject* made = nullptr;
-    if (PlatformOpen(&made, kind, request, flags) != 0) return nullptr;
-    return made;
+    return PlatformOpen(&made, kind, request, flags) == 0 ? made : nullptr;
 }
 
 int32_t StageOpen(IoObject** out, uint32_t kind, void* request, uint32_t flags) {
     StageState& state = State();
-    StageEvent event = DescribeRequest(kind, request, flags);
-    const bool fail = ++state.opens == state.failure.failAt;
+    const auto* words = static_cast<const uintptr_t*>(request);
+    OpenRequest logged{0, kind, LabelOf(reinterpret_cast<IoObject*>(words[0])),
+                       static_cast<uint32_t>(words[1]), static_cast<uint32_t>(words[2]), flags};
+    const bool fail = state.opens.size() + 1 == state.failure.failAt;
     IoObject* made = fail && !state.failure.leaveObject ? nullptr : MakeFor(kind, request, flags);
     if (made) {
-        event.label = state.nextLabel++;
-        *out = Wrap(made, event.label);
+        logged.label = state.nextLabel++;
+        *out = Wrap(made, logged.label);
         ++state.live;
     }
-    state.log.push_back(event);
+    state.opens.push_back(logged);
     return fail || !made ? -2 : 0;
 }
 
@@ -158,22 +137,8 @@ StageHost::StageHost(std::string_view document, StageFailure failure) {
 
 StageHost::~StageHost() { document_->Close(document_); }
 
-const std::vector<StageEvent>& StageHost::Log() { return State().log; }
-
-std::vector<StageEvent> StageHost::Opens() {
-    std::vector<StageEvent> opens;
-    for (const StageEvent& event : State().log)
-        if (event.kind == StageEvent::Open) opens.push_back(event);
-    return opens;
-}
-
-std::vector<uint32_t> StageHost::Closed() {
-    std::vector<uint32_t> closed;
-    for (const StageEvent& event : State().log)
-        if (event.kind == StageEvent::Close) closed.push_back(event.label);
-    return closed;
-}
-
+const std::vector<OpenRequest>& StageHost::Opens() { return State().opens; }
+const std::vector<uint32_t>& StageHost::Closed() { return State().closed; }
 size_t StageHost::LiveObjects() { return State().live; }
 
 std::string HexOf(std::string_view bytes) {
@@ -195,4 +160,25 @@ std::string ReadRest(IoObject* object, uint32_t chunk) {
         bytes.append(buffer.data(), got);
     }
     return bytes;
+}
+
+std::string NameOf(IoObject* object, uint32_t what) {
+    char name[513] = {};
+    return object->GetInfo(object, what, name) == 0 ? name : "<refused>";
+}
+
+std::vector<Recipe> RecipesOf(const RecordingHost& host) {
+    std::vector<Recipe> recipes;
+    bool open = false;
+    for (const HostEvent& event : host.Calls()) {
+        if (event.id == SO_NEWSUBDOC) {
+            recipes.push_back(Recipe{event.result, {}});
+            open = true;
+        } else if (event.id == SO_SETPROPERTY && event.args[0].number == PROP_RECIPE_END) {
+            open = false;
+        } else if (open && event.id == SO_SETPROPERTY && event.args[0].number == PROP_RECIPE_STEP) {
+            recipes.back().steps.push_back({event.args[1].number, event.args[2].number, event.args[3].number});
+        }
+    }
+    return recipes;
 }
