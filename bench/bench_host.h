@@ -6,7 +6,10 @@
 
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "host/mailfilter.h"
 #include "platform/platform.h"
@@ -75,4 +78,18 @@ inline BenchCounts RunThroughFilter(const std::string& path, uint16_t formatId) 
     VwFreeProc(proc);
     stream->Close(stream);
     return counts;
+}
+
+// The sizes in MB named on the command line, or 10 and 100.
+inline std::vector<unsigned> SizesFromArgs(int argc, char** argv) {
+    std::vector<unsigned> sizes;
+    for (int i = 1; i < argc; ++i) sizes.push_back(static_cast<unsigned>(std::atoi(argv[i])));
+    if (sizes.empty()) sizes = {10, 100};
+    return sizes;
+}
+
+// Writes `line` again and again until `bytes` have gone out.
+inline void WriteRepeated(FILE* out, const std::string& line, uint64_t bytes) {
+    for (uint64_t written = 0; written < bytes; written += line.size())
+        std::fwrite(line.data(), 1, line.size(), out);
 }

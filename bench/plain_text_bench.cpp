@@ -23,9 +23,7 @@ std::string WriteInput(unsigned megabytes) {
     std::string line;
     while (line.size() < 68) line += "the quick brown fox, ";
     line += "caf\xC3\xA9\r\n";
-    uint64_t target = uint64_t{megabytes} << 20;
-    for (uint64_t written = 0; written < target; written += line.size())
-        std::fwrite(line.data(), 1, line.size(), out);
+    WriteRepeated(out, line, uint64_t{megabytes} << 20);
     std::fclose(out);
     return path;
 }
@@ -33,11 +31,8 @@ std::string WriteInput(unsigned megabytes) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::vector<unsigned> sizes;
-    for (int i = 1; i < argc; ++i) sizes.push_back(static_cast<unsigned>(std::atoi(argv[i])));
-    if (sizes.empty()) sizes = {10, 100};
     std::printf("plain text through a counting host (a mail of one UTF-8 text part)\n");
-    for (unsigned mb : sizes) {
+    for (unsigned mb : SizesFromArgs(argc, argv)) {
         std::string path = WriteInput(mb);
         BenchCounts counts = RunThroughFilter(path, FI_INTERNET_MAIL);
         std::remove(path.c_str());

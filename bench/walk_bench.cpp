@@ -35,8 +35,7 @@ std::string WriteInput(unsigned megabytes) {
         else
             std::fputs("Content-Type: text/plain; charset=iso-8859-1\r\n\r\n", out);
         const std::string& line = attachment ? b64 : text;
-        for (size_t written = 0; written < (1u << 20); written += line.size())
-            std::fwrite(line.data(), 1, line.size(), out);
+        WriteRepeated(out, line, 1u << 20);
     }
     std::fputs("--outer--\r\nepilogue\r\n", out);
     std::fclose(out);
@@ -46,11 +45,8 @@ std::string WriteInput(unsigned megabytes) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::vector<unsigned> sizes;
-    for (int i = 1; i < argc; ++i) sizes.push_back(static_cast<unsigned>(std::atoi(argv[i])));
-    if (sizes.empty()) sizes = {10, 100};
     std::printf("multipart message: walk + plan, then the whole read\n");
-    for (unsigned mb : sizes) {
+    for (unsigned mb : SizesFromArgs(argc, argv)) {
         std::string path = WriteInput(mb);
         BenchCounts counts = RunThroughFilter(path, FI_INTERNET_MAIL);
         std::remove(path.c_str());
