@@ -1,4 +1,4 @@
-// body.h - the body writers other than plain text: the two rich text kinds,
+// body.h - the body writers: plain text, the two rich text kinds,
 // the support-filter runs, the TNEF body, the link to an embedded message,
 // and a text with inline encoded segments. Each answers 0xFFFF when its part
 // is finished, 0 when the host said stop.
@@ -6,9 +6,11 @@
 
 #include <cstdint>
 
-#include "filter/filter_proc.h"
+#include "core/filter_proc.h"
 #include "input/input.h"
 
+// Plain text from `position` up to `limit` in the part's charset.
+uint16_t PlainBodyWrite(ByteReader* reader, uint32_t position, uint32_t limit, FilterProc* proc);
 uint16_t EnrichedBodyWrite(ByteReader* reader, uint32_t start, uint32_t limit, FilterProc* proc);
 uint16_t RichtextBodyWrite(ByteReader* reader, uint32_t start, uint32_t limit, FilterProc* proc);
 uint16_t SupportRun1101(ByteReader* reader, FilterProc* proc);

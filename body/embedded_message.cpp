@@ -2,8 +2,8 @@
 // becomes a link to a sub-document the host can open as a mail of its own,
 // named by its file name or else by its own subject.
 #include "body/body.h"
-#include "filter/frame.h"
-#include "filter/host_calls.h"
+#include "core/emit.h"
+#include "core/host_calls.h"
 #include "host/constants.h"
 #include "message/message.h"
 

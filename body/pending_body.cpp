@@ -2,7 +2,7 @@
 // exist: rich text is shown as plain text, and bodies meant for a support
 // filter are passed over in silence, as when no support filter opens.
 #include "body/body.h"
-#include "filter/frame.h"
+#include "core/emit.h"
 
 uint16_t EnrichedBodyWrite(ByteReader* reader, uint32_t start, uint32_t limit, FilterProc* proc) {
     return PlainBodyWrite(reader, start, limit, proc);

@@ -7,14 +7,14 @@
 
 #include <cstdint>
 
-#include "charset/charset_ids.h"
-#include "filter/filter_proc.h"
+#include "mailtext/base64_alphabet.h"
+#include "mailtext/charset_names.h"
+#include "mailtext/utf8.h"
+#include "core/filter_proc.h"
 #include "input/input.h"
 
 // --- Charset resolution -----------------------------------------------------
 
-// A charset name (free text, may be null) to a CharsetId; never 0.
-uint32_t ResolveCharset(const char* name);
 // 1 when `value` (a byte, 0..255) starts a multi-byte character of `charset`.
 uint32_t IsLeadByte(uint32_t value, uint32_t charset);
 // Tells the host the set of the characters that follow (SoSetCharset), with
@@ -40,36 +40,6 @@ int32_t ReadCharIso2022Text(const char* text, uint16_t* count, uint32_t* charset
 // move. 0 for n of 0, -1 when the input ends first.
 int16_t PeekChar(ByteReader* reader, uint16_t n, uint32_t charset);
 uint16_t JisToShiftJis(uint32_t c1, uint32_t c2);
-
-// UTF-8 sequence length by first byte (0 for a continuation byte, 0xFE and
-// 0xFF; 1 below 0x80), and the mask of the first byte by that length.
-constexpr uint8_t Utf8SequenceLength(uint8_t lead) {
-    if (lead < 0x80) return 1;
-    if (lead < 0xC0) return 0;
-    if (lead < 0xE0) return 2;
-    if (lead < 0xF0) return 3;
-    if (lead < 0xF8) return 4;
-    if (lead < 0xFC) return 5;
-    if (lead < 0xFE) return 6;
-    return 0;
-}
-constexpr uint8_t Utf8LeadMask(uint8_t length) {
-    constexpr uint8_t masks[7] = {0x00, 0x7F, 0x1F, 0x0F, 0x07, 0x03, 0x01};
-    return length < 7 ? masks[length] : 0;
-}
-
-// --- Base64 symbols (RFC 2045 alphabet), shared with the encoded-data sniffer.
-
-constexpr uint8_t kBase64Invalid = 0xFF;
-// The value of a symbol, or kBase64Invalid for a byte outside the alphabet.
-constexpr uint8_t Base64Value(uint8_t c) {
-    if (c >= 'A' && c <= 'Z') return static_cast<uint8_t>(c - 'A');
-    if (c >= 'a' && c <= 'z') return static_cast<uint8_t>(c - 'a' + 26);
-    if (c >= '0' && c <= '9') return static_cast<uint8_t>(c - '0' + 52);
-    if (c == '+') return 62;
-    if (c == '/') return 63;
-    return kBase64Invalid;
-}
 
 // --- Header display ---------------------------------------------------------
 

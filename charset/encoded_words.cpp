@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "charset/charset.h"
-#include "filter/host_calls.h"
+#include "core/host_calls.h"
 
 namespace {
 

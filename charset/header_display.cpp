@@ -8,8 +8,8 @@
 #include <cstring>
 
 #include "charset/charset.h"
-#include "filter/frame.h"
-#include "filter/host_calls.h"
+#include "core/emit.h"
+#include "core/host_calls.h"
 #include "host/constants.h"
 #include "message/message.h"
 

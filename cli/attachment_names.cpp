@@ -8,7 +8,7 @@
 #include <cstring>
 #include <vector>
 
-#include "charset/charset_iconv.h"
+#include "mailtext/charset_iconv.h"
 #include "cli/host_event.h"
 
 namespace {

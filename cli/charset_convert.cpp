@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "charset/charset_iconv.h"
+#include "mailtext/charset_iconv.h"
 #include "cli/host_event.h"
 
 namespace {

@@ -7,7 +7,7 @@
 // A body the service names as something other than text is not read here at
 // all. Nothing is emitted; the part's other fields are not touched.
 #include "encoded/encoded.h"
-#include "filter/frame.h"
+#include "core/emit.h"
 #include "host/constants.h"
 #include "host/services.h"
 #include "message/message.h"

@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "filter/filter_proc.h"
+#include "core/filter_proc.h"
 #include "input/input.h"
 
 // --- The sniffer -------------------------------------------------------------

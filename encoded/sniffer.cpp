@@ -12,7 +12,7 @@
 
 #include "charset/charset.h"
 #include "encoded/encoded.h"
-#include "filter/frame.h"
+#include "core/emit.h"
 #include "host/constants.h"
 #include "host/services.h"
 #include "message/message.h"

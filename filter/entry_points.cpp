@@ -6,10 +6,11 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "filter/filter_proc.h"
-#include "filter/host_calls.h"
-#include "filter/stand_ins.h"
+#include "core/filter_proc.h"
+#include "core/host_calls.h"
+#include "core/stand_ins.h"
 #include "host/mailfilter.h"
+#include "subdoc/subdoc.h"
 
 namespace {
 
@@ -42,10 +43,6 @@ extern "C" {
 
 int16_t VwStreamSeek(IoObject*, FilterProc*) { return 0; }
 int16_t VwStreamTell(IoObject*, FilterProc*) __attribute__((alias("VwStreamSeek")));
-
-void VwStreamReadRecord(void) {}
-void VwGetSectionDataFunc(void) __attribute__((alias("VwStreamReadRecord")));
-void VwSetSectionDataFunc(void) __attribute__((alias("VwStreamReadRecord")));
 
 void VwGetRtns(VwRoutine* table, uint16_t count) {
     const VwRoutine always[18] = {

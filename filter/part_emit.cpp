@@ -6,7 +6,7 @@
 #include "charset/charset.h"
 #include "encoded/encoded.h"
 #include "filter/frame.h"
-#include "filter/host_calls.h"
+#include "core/host_calls.h"
 #include "host/constants.h"
 #include "message/message.h"
 

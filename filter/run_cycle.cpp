@@ -8,7 +8,7 @@
 
 #include "charset/charset.h"
 #include "filter/frame.h"
-#include "filter/host_calls.h"
+#include "core/host_calls.h"
 #include "host/mailfilter.h"
 #include "message/message.h"
 

@@ -8,7 +8,7 @@
 #include "charset/charset.h"
 #include "encoded/encoded.h"
 #include "filter/frame.h"
-#include "filter/host_calls.h"
+#include "core/host_calls.h"
 #include "message/message.h"
 #include "subdoc/subdoc.h"
 #include "tnef/tnef.h"

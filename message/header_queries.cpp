@@ -6,7 +6,7 @@
 // a part's multipart kind. Every query accepts a null list.
 #include <cstring>
 
-#include "charset/charset.h"
+#include "mailtext/charset_names.h"
 #include "message/message.h"
 
 namespace {

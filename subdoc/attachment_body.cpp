@@ -8,8 +8,8 @@
 // nothing itself: every stage is an object the host's Open makes.
 #include <cstring>
 
-#include "filter/frame.h"
-#include "filter/host_calls.h"
+#include "core/emit.h"
+#include "core/host_calls.h"
 #include "subdoc/subdoc.h"
 
 namespace {

@@ -2,7 +2,7 @@
 // sub-document that a recipe step (0x100, a, b) names, and the routine that
 // slot 18 of the exported table holds. It only picks the worker; the objects
 // are made in their own files.
-#include "filter/stand_ins.h"
+#include "core/stand_ins.h"
 #include "host/mailfilter.h"
 #include "subdoc/subdoc.h"
 

@@ -4,8 +4,8 @@
 // inside a body. Both are a thin shell over the last stream opened.
 #include <cstring>
 
-#include "filter/frame.h"
-#include "filter/host_calls.h"
+#include "core/emit.h"
+#include "core/host_calls.h"
 #include "subdoc/subdoc.h"
 
 namespace {

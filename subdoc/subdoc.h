@@ -10,8 +10,11 @@
 
 #include <cstdint>
 
-#include "filter/filter_proc.h"
+#include "core/filter_proc.h"
 #include "input/input.h"
+
+// What slot 18 of the exported table holds: VwDoSpecial.
+VwRoutine DoSpecialRoutine();
 
 // Codes the filter's objects answer besides 0.
 constexpr int32_t kObjectNoStream = -4;      // a dead object: nothing to read through

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "filter/filter_proc.h"
+#include "core/filter_proc.h"
 #include "input/input.h"
 
 void TnefWalk(ByteReader* reader, uint32_t start, uint32_t limit, MessagePart* part,

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "charset/charset.h"
-#include "charset/charset_iconv.h"
+#include "mailtext/charset_iconv.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string>
 
-#include "filter/filter_proc.h"
+#include "core/filter_proc.h"
 #include "host/mailfilter.h"
 #include "tests/support/recording_host.h"
 

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <vector>
 
-#include "filter/filter_proc.h"
-#include "filter/host_calls.h"
+#include "core/filter_proc.h"
+#include "core/host_calls.h"
 #include "host/mailfilter.h"
 
 namespace {

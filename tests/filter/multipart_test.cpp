@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "filter/filter_proc.h"
+#include "core/filter_proc.h"
 #include "host/mailfilter.h"
 #include "tests/support/filter_session.h"
 #include "tests/support/memory_object.h"

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <string>
 
-#include "filter/filter_proc.h"
+#include "core/filter_proc.h"
 #include "host/mailfilter.h"
 #include "tests/subdoc/stage_host.h"
 #include "tests/support/filter_session.h"

@@ -1,9 +1,10 @@
 // plain_body.cpp - the plain text writer: characters in the part's charset,
 // one paragraph break per line end, a stop wherever the host answers 1.
 #include "charset/charset.h"
-#include "charset/charset_ids.h"
-#include "filter/frame.h"
-#include "filter/host_calls.h"
+#include "mailtext/charset_ids.h"
+#include "body/body.h"
+#include "core/emit.h"
+#include "core/host_calls.h"
 #include "host/constants.h"
 
 namespace {

@@ -15,7 +15,7 @@
 #include <optional>
 #include <string_view>
 
-#include "charset/charset_ids.h"
+#include "mailtext/charset_ids.h"
 
 struct CharsetIconvName {
     uint32_t charset;

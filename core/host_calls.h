@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-#include "filter/filter_proc.h"
+#include "core/filter_proc.h"
 #include "host/host_routines.h"
 
 // The slot of routine `id` in a 121-slot table, or -1 for an id that has none

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "filter/frame.h"
-#include "filter/host_calls.h"
+#include "core/emit.h"
+#include "core/host_calls.h"
 #include "host/constants.h"
 
 void PutText(const char* text, FilterProc* proc) {

@@ -10,6 +10,3 @@ VwRoutine StandInFor(int id);
 
 // The bare no-op routine; it is exported as VwStreamReadRecord and two more names.
 extern "C" void VwStreamReadRecord(void);
-
-// What slot 18 of the exported table holds: VwDoSpecial.
-VwRoutine DoSpecialRoutine();

@@ -1,16 +1,16 @@
-// charset_names.cpp - charset names to CharsetIds, the lead-byte test of the
-// multi-byte sets, and what the host is told about a set.
+// charset_names.cpp - charset names to CharsetIds: one table for the filter,
+// which labels text with the result, and for hosts, which convert by it.
 //
 // A name is never parsed: it runs through one fixed chain of case-blind
 // substring tests, and the first test that matches decides, however odd the
 // name. So "iso-8859-15" is caught by "8859-1" and "latin-1" ends as plain
-// text; that is the contract hosts and stored documents rely on. Nothing is
-// cached; a name is resolved each time it is met.
+// text; that is the contract hosts and stored documents rely on.
+#include "mailtext/charset_names.h"
+
+#include <algorithm>
 #include <array>
 #include <span>
-
-#include "charset/charset.h"
-#include "filter/host_calls.h"
+#include <string_view>
 
 namespace {
 
@@ -20,10 +20,15 @@ struct NameRow {
     uint32_t result;
 };
 
-bool HasText(const char* name, const char* text) { return FindNoCase(name, text) != nullptr; }
+// Names are short header parameters, so a plain case-blind search does.
+bool HasText(std::string_view name, std::string_view text) {
+    auto fold = [](unsigned char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; };
+    auto same = [&](char a, char b) { return fold(static_cast<unsigned char>(a)) == fold(static_cast<unsigned char>(b)); };
+    return std::search(name.begin(), name.end(), text.begin(), text.end(), same) != name.end();
+}
 
 // The first row of `rows` with a text in `name`, or 0.
-uint32_t MatchRows(const char* name, std::span<const NameRow> rows) {
+uint32_t MatchRows(std::string_view name, std::span<const NameRow> rows) {
     for (const NameRow& row : rows)
         for (const char* text : row.texts)
             if (text && HasText(name, text)) return row.result;
@@ -81,32 +86,14 @@ constexpr NameRow kOtherRows[] = {
     {{"roman8"}, CharsetRoman8},
 };
 
-// An inclusive range of lead bytes.
-struct LeadRange {
-    uint8_t first;
-    uint8_t last;
-};
-
-struct LeadBytes {
-    uint32_t charset;
-    std::array<LeadRange, 3> ranges;  // unused entries are {1, 0}: empty
-};
-
-constexpr LeadRange kNone = {1, 0};
-
-constexpr LeadBytes kLeadBytes[] = {
-    {CharsetUtf8, {{{0x80, 0xFF}, kNone, kNone}}},
-    {CharsetUtf7, {{{0x00, 0xFF}, kNone, kNone}}},
-    {CharsetShiftJis, {{{0x81, 0x9F}, {0xE0, 0xFC}, kNone}}},
-    {CharsetGb, {{{0xA1, 0xA9}, {0xB0, 0xF7}, kNone}}},
-    {CharsetKorean, {{{0xA1, 0xAC}, {0xB0, 0xC8}, {0xCA, 0xFD}}}},
-    {CharsetBig5, {{{0xA1, 0xC6}, {0xC9, 0xF9}, kNone}}},
-};
-
 }  // namespace
 
 uint32_t ResolveCharset(const char* name) {
     if (!name) return CharsetPlain;
+    return ResolveCharset(std::string_view(name));
+}
+
+uint32_t ResolveCharset(std::string_view name) {
     if (uint32_t id = MatchRows(name, kUnicodeRows)) return id;
     // A gate that passes without a row deciding falls through to the next step.
     if (HasText(name, "12"))
@@ -117,25 +104,4 @@ uint32_t ResolveCharset(const char* name) {
         if (uint32_t id = MatchRows(name, kLatinRows)) return id;
     if (uint32_t id = MatchRows(name, kOtherRows)) return id;
     return CharsetPlain;
-}
-
-uint32_t IsLeadByte(uint32_t value, uint32_t charset) {
-    for (const LeadBytes& entry : kLeadBytes) {
-        if (entry.charset != charset) continue;
-        for (const LeadRange& range : entry.ranges)
-            if (value >= range.first && value <= range.last) return 1;
-        return 0;
-    }
-    return 0;
-}
-
-void AnnounceCharset(uint32_t charset, FilterProc* proc) {
-    // UTF-8 and UTF-7 reach the host as decoded 16-bit values, JIS pairs as
-    // Shift-JIS codes (see the character reader).
-    uint32_t told = charset;
-    if (charset == CharsetUtf8 || charset == CharsetUtf7 || charset == CharsetIso2022)
-        told = CharsetPlain;
-    else if (charset == CharsetIso2022Jis)
-        told = CharsetShiftJis;
-    SoSetCharset(told, proc);
 }

@@ -1,5 +1,5 @@
 // stand_ins.cpp - typed do-nothing routines for the host table.
-#include "filter/stand_ins.h"
+#include "core/stand_ins.h"
 
 namespace {
 
@@ -42,4 +42,12 @@ VwRoutine StandInFor(int id) {
         case SO_SETSECTIONNAME: return StandIn<SoSetSectionNameFn>::Routine();
         default: return &VwStreamReadRecord;  // never called by the filter
     }
+}
+
+// The bare no-op lives here, beside the stand-ins that fall back to it; the
+// entry points export it under three names.
+extern "C" {
+void VwStreamReadRecord(void) {}
+void VwGetSectionDataFunc(void) __attribute__((alias("VwStreamReadRecord")));
+void VwSetSectionDataFunc(void) __attribute__((alias("VwStreamReadRecord")));
 }
