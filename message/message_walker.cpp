@@ -148,11 +148,17 @@ Step WalkPass(Walk* walk, const WalkLevel* level, WalkLevel* child, int32_t* cod
 }
 
 // Back at a level whose nested multipart has ended: only the top level stops
-// here; any other passes over the epilogue to its own next delimiter, which
-// is not examined for being the closing one.
+// here; any other passes over the epilogue to its own next delimiter. When
+// that is the level's closing delimiter, the level ends too, and the level
+// around it looks for its own next delimiter. Taking the closing line as the
+// start of one more part instead would make a part that follows at an outer
+// level (mixed, then alternative, then related, then an attachment) a child
+// of this level, running to the end of the stream with the closing line
+// inside it: a base64 attachment would come out as text.
 Step AfterNested(Walk* walk, const WalkLevel* level) {
     if (!HasDelimiter(level)) return Step::kDone;
     if (FindBoundaryLine(walk->reader, walk->line, level->boundary) == 0) return Step::kDone;
+    if (IsClosingDelimiter(walk->line->text, level->boundary)) return Step::kDone;
     return Step::kNext;
 }
 

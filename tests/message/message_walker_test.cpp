@@ -69,11 +69,16 @@ TEST(WalkMessage, StructuresAndRanges) {
          "-*:1[] DD:2[body one\n] DD:1[From: z@y\nSubject: second\n\nbody two\n]"},
         {"Content-Type: multipart/mixed; boundary=DD\n\n" + entries,
          "-*:1[] DD:1[From: z@y\nSubject: second\n\nbody two\n]"},
-        // After an inner multipart ends the walk goes on behind the outer
-        // delimiter that follows, closing or not.
+        // After an inner multipart ends, a closing delimiter of the level
+        // around it ends that level too: what follows is not visited, and a
+        // part behind the closing lines of two levels belongs to the third.
         {Mixed("--XX\nContent-Type: multipart/alternative; boundary=\"YY\"\n\n--YY\nContent-Type: text/plain\n\np\n"
                "--YY--\n--XX--\nContent-Type: text/plain\n\nbehind the closing\n"),
-         "-*:2[] XX*:1[] YY:1[p\n] XX:1[behind the closing\n]"},
+         "-*:2[] XX*:1[] YY:1[p\n]"},
+        {Mixed("--XX\nContent-Type: multipart/alternative; boundary=YY\n\n--YY\nContent-Type: text/plain\n\np\n"
+               "--YY\nContent-Type: multipart/related; boundary=ZZ\n\n--ZZ\nContent-Type: text/html\n\nh\n"
+               "--ZZ--\n\n--YY--\n\n--XX\nContent-Type: image/png\n\nPNG\n--XX--\n"),
+         "-*:2[] XX*:1[] YY:1[p\n] YY*:1[] ZZ:1[h\n] XX:1[PNG\n]"},
     };
     for (const auto& [text, outline] : cases) {
         Walked walked(text);
@@ -148,7 +153,7 @@ TEST(WalkMessage, LargeMessageStreamsThroughOnce) {
     EXPECT_LT(walked.scan.object.stats().reads, text.size() / kReaderBufferSize * 3 / 2 + 16);
 }
 
-TEST(WalkMessageCorpus, NestedAlternativesReadAsChildrenOfTheLowerLevel) {
+TEST(WalkMessageCorpus, NestedLevelsEndAtTheirClosingDelimiters) {
     const std::string text = Corpus("mailparser/test/fixtures/nested.eml");
     ASSERT_FALSE(text.empty());
     Walked walked(text);
@@ -157,14 +162,14 @@ TEST(WalkMessageCorpus, NestedAlternativesReadAsChildrenOfTheLowerLevel) {
     const std::string b1 = "----=_NextPart_001_0D49_01CE140D.19527DD0";
     const std::string b2 = "----=_NextPart_002_0D4A_01CE140D.19527DD0";
     const std::string b3 = "===============1276485360==";
-    const std::string boundaries[] = {"(null)", b0, b1, b2, b2, b1, b3, b3};
+    const std::string boundaries[] = {"(null)", b0, b1, b2, b2, b0, b3, b3};
     const uint32_t multipart[] = {1, 1, 1, 0, 0, 1, 0, 0};
     for (uint16_t i = 0; i < 8; ++i) {
         EXPECT_EQ(walked.Boundary(i), boundaries[i]) << i;
         EXPECT_EQ(walked.At(i).isMultipart, multipart[i]) << i;
     }
-    // The footer alternative follows the related part's closing delimiter, so
-    // it is read as one more child of the related part.
+    // The footer alternative follows the closing delimiters of two levels,
+    // so it is the next child of the outermost multipart.
     size_t plainStart = text.find("\nDear Sir,");
     EXPECT_EQ(walked.At(3).bodyOffset, plainStart);
     EXPECT_EQ(walked.At(3).bodyOffset + walked.At(3).bodyLength, text.find("--" + b2, plainStart));
