@@ -162,7 +162,7 @@ TEST(ReadCharIso2022Text, SameStepsOverMemoryWithoutPassingTheZero) {
 
 TEST(JisToShiftJis, RowsAndCells) {
     // the last two: outside the JIS rows the high byte is 0; the low byte still follows parity
-    const uint32_t cases[][3] = {{0x21, 0x21, 0x8140}, {0x30, 0x21, 0x889F}, {0x5F, 0x21, 0xE040},
+    const uint32_t cases[][3] = {{0x21, 0x21, 0x8140}, {0x30, 0x21, 0x889F}, {0x5E, 0x7E, 0x9FFC}, {0x5F, 0x21, 0xE040},
                                  {0x24, 0x22, 0x82A0}, {0x21, 0x60, 0x8180}, {0x7E, 0x7E, 0xEFFC},
                                  {0x20, 0x21, 0x009F}, {0x7F, 0x21, 0x0040}};
     for (const auto& c : cases) EXPECT_EQ(JisToShiftJis(c[0], c[1]), c[2]) << std::hex << c[0] << " " << c[1];
