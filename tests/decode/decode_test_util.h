@@ -1,7 +1,7 @@
 // decode_test_util.h - what the decoding tests share: an IoObject over bytes
 // in memory that counts what it hands out and can misbehave, reading a
 // decoding object out whole, a decoder fed straight in small steps, and the
-// independent references (make_vectors.py, uudeview).
+// independent encoders of make_vectors.py.
 #pragma once
 
 #include <unistd.h>
@@ -152,14 +152,4 @@ inline bool MakeVectors(const TempDir& dir, int seed, size_t size) {
     std::string command = "python3 '" MAILSIFT_SOURCE_DIR "/tests/decode/make_vectors.py' '" + dir.path + "' " +
                           std::to_string(seed) + " " + std::to_string(size);
     return std::system(command.c_str()) == 0;
-}
-
-// Runs uudeview on `file`, writing into `out`; the decoded files.
-inline std::vector<std::string> Uudeview(const std::string& file, const TempDir& out) {
-    std::string command = "uudeview -i -q -p '" + out.path + "/' '" + file + "' > /dev/null 2>&1 < /dev/null";
-    std::vector<std::string> names;
-    if (std::system(command.c_str()) != 0) return names;
-    for (const auto& entry : std::filesystem::directory_iterator(out.path))
-        if (entry.path().filename().string()[0] != '.') names.push_back(entry.path().string());
-    return names;
 }

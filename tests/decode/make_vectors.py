@@ -6,8 +6,8 @@ usage: make_vectors.py OUTDIR SEED SIZE
 data.bin is random binary with long runs (zeros, blanks, 0x90) so that every
 shorthand of the encodings shows up. Where Python ships an encoder it is
 used; for xxencode, yEnc, BinHex, btoa and compressed RTF the encoders below
-follow the published formats (the xxencode and BinHex ones are checked
-against uudeview by the tests).
+follow the published formats (the decoders themselves are also checked on
+real encoded files of the corpus).
 """
 import base64
 import binascii

@@ -1,6 +1,6 @@
 // roundtrip_test.cpp - every decoder against data encoded by independent
 // encoders: Python's binascii / base64 / codecs where they exist, and for the
-// rest encoders that uudeview is first shown to decode to the same data.
+// rest encoders written from the published formats.
 #include <gtest/gtest.h>
 
 #include "tests/decode/decode_test_util.h"
@@ -61,17 +61,6 @@ TEST_F(Vectors, EveryEncodingDecodesToItsSourceHoweverItIsRead) {
         Bytes input = FileBytes(*small / c.file);
         Bytes expected = FileBytes(*small / c.expected);
         for (size_t step : {1, 3, 64, 1000}) EXPECT_TRUE(DecodeTrickled(c.code, input, step) == expected) << step;
-    }
-}
-
-// Guards the encoders of make_vectors.py that have no Python twin.
-TEST_F(Vectors, XxBinHexAndMultiPartYencEncodersAgreeWithUudeview) {
-    for (const char* file : {"xx.txt", "binhex.hqx", "yencmulti.txt"}) {
-        SCOPED_TRACE(file);
-        TempDir out;
-        std::vector<std::string> made = Uudeview(*small / file, out);
-        ASSERT_EQ(made.size(), 1u);
-        EXPECT_TRUE(FileBytes(made[0]) == FileBytes(*small / "data.bin"));
     }
 }
 

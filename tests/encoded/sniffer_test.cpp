@@ -29,6 +29,9 @@ TEST(SnifferTest, BareBase64IsToldByItsLines) {
     EXPECT_EQ(SniffPart(Base64Symbols(13) + "\r\n"), TC_BASE64);
     EXPECT_EQ(SniffPart(Base64Symbols(12) + "\r\n"), 0u);
     EXPECT_EQ(SniffPart(Base64Symbols(13) + "\n"), 0u);
+    // The same floor holds for a line end that is looked at.
+    EXPECT_EQ(SniffPart(Base64Symbols(12) + "\r\n\r\n"), 0u);
+    EXPECT_EQ(SniffPart(Base64Symbols(13) + "\r\n\r\n"), TC_BASE64);
     // Short lines add up across line ends.
     EXPECT_EQ(SniffPart("ABCDEFG\r\nHIJKLMN\r\n"), TC_BASE64);
     // Blanks at a line's end are allowed; a document is read to its end.

@@ -1,9 +1,9 @@
 // Multipart mail through the exported routines: which bodies are shown, the
-// rules between them, sections of a digest, and attachments as records and
-// links.
+// rules and sections between them, and attachments as records and links.
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "core/filter_proc.h"
 #include "host/mailfilter.h"
@@ -13,69 +13,71 @@
 
 namespace {
 
-size_t Occurrences(const std::string& text, const std::string& what) {
-    size_t n = 0;
-    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
-    return n;
+std::string Mail(const std::string& type, const std::string& parts) {
+    return "From: a@example.org\r\nSubject: the subject\r\nMIME-Version: 1.0\r\nContent-Type: multipart/" + type +
+           "; boundary=\"b\"\r\n\r\n" + parts + "--b--\r\n";
 }
 
-const char kAlternative[] =
-    "From: a@example.org\r\n"
-    "Subject: alt\r\n"
-    "MIME-Version: 1.0\r\n"
-    "Content-Type: multipart/alternative; boundary=\"b1\"\r\n"
-    "\r\n"
-    "--b1\r\n"
-    "Content-Type: text/plain; charset=us-ascii\r\n"
-    "\r\n"
-    "PLAINSIDE words\r\n"
-    "--b1\r\n"
-    "Content-Type: text/html; charset=us-ascii\r\n"
-    "\r\n"
-    "<html><body><p>HTMLSIDE</p></body></html>\r\n"
-    "--b1--\r\n";
-
-TEST(Multipart, AlternativeShowsNoneOfThePlainSide) {
-    RecordingHost host;
-    ASSERT_EQ(RunDocument(host, kAlternative, FI_INTERNET_MAIL), 0);
-    std::string text = host.Text();
-    EXPECT_EQ(text.find("PLAINSIDE"), std::string::npos) << text;
-    EXPECT_EQ(host.Count(SO_PUTRULE), 0u);
-    EXPECT_NE(text.find("alt"), std::string::npos) << "the header table is shown";
+std::string Part(const std::string& header, const std::string& body) {
+    return "--b\r\n" + (header.empty() ? "" : header + "\r\n") + "\r\n" + body + "\r\n";
 }
 
-const char kMixed[] =
-    "From: a@example.org\r\n"
-    "Subject: two texts\r\n"
-    "MIME-Version: 1.0\r\n"
-    "Content-Type: multipart/mixed; boundary=\"mix\"\r\n"
-    "\r\n"
-    "--mix\r\n"
-    "Content-Type: text/plain\r\n"
-    "\r\n"
-    "FIRSTPART line\r\n"
-    "--mix\r\n"
-    "Content-Type: text/plain\r\n"
-    "\r\n"
-    "SECONDPART line\r\n"
-    "--mix--\r\n";
+const std::string kPlain = "Content-Type: text/plain";
+const std::string kMixed = Mail("mixed", Part(kPlain, "FIRSTPART line") + Part(kPlain, "SECONDPART line"));
+const std::string kPng("\x89PNG\r\n\x1A\n\0\0\0\rIHDR\0\0\0\x01\0\0\0\x01\x08\x06\0\0\0\x1F\x15\xC4\x89", 33);
 
-TEST(Multipart, MixedShowsBothTextsWithOneRule) {
-    RecordingHost host;
-    ASSERT_EQ(RunDocument(host, kMixed, FI_INTERNET_MAIL), 0);
-    std::string text = host.Text();
-    size_t first = text.find("FIRSTPART");
-    size_t second = text.find("SECONDPART");
-    ASSERT_NE(first, std::string::npos) << text;
-    ASSERT_NE(second, std::string::npos) << text;
-    EXPECT_LT(first, second);
-    EXPECT_EQ(host.Count(SO_PUTRULE), 1u);
-    EXPECT_EQ(host.Count(SO_BEGINSECTION), 1u) << "one section";
-    // The rule lies between the two bodies.
-    std::string transcript = host.Transcript();
-    size_t rule = transcript.find("SoPutRule");
-    EXPECT_LT(transcript.find("SoPutChar 70"), rule);  // 'F'
-    EXPECT_GT(transcript.find("SoPutChar 83\nSoPutChar 69\nSoPutChar 67"), rule);  // "SEC"
+TEST(Multipart, WhatIsShownInWhichOrder) {
+    const struct {
+        std::string mail;
+        std::vector<std::string> shown;  // in this order
+        std::string hidden;
+        size_t rules, sections, sectionEnds;
+    } cases[] = {
+        {Mail("alternative", Part(kPlain, "PLAINSIDE") + Part("Content-Type: text/html",
+                                                              "<html><body><p>HTMLSIDE</p></body></html>")),
+         {"the subject"}, "PLAINSIDE", 0, 1, 0},
+        // One rule between the two texts, in one section.
+        {kMixed, {"FIRSTPART", "SECONDPART"}, "", 1, 1, 0},
+        // A digest ends a section behind each entry but the last.
+        {Mail("digest", Part("", "From: one@example.org\r\nSubject: ENTRYONE\r\n\r\nfirst entry") +
+                            Part("", "From: two@example.org\r\nSubject: ENTRYTWO\r\n\r\nsecond entry")),
+         {"ENTRYONE", "ENTRYTWO"}, "", 0, 2, 1},
+        // An attachment is named in the header table, never shown inline.
+        {Mail("mixed", Part(kPlain, "see attached") +
+                           Part("Content-Type: application/pdf; name=\"report.pdf\"\r\n"
+                                "Content-Disposition: attachment; filename=\"report.pdf\"\r\n"
+                                "Content-Transfer-Encoding: base64",
+                                "JVBERi0xLjQKJcfsj6IKNSAwIG9iago8PC9MZW5ndGggNiAwIFI+PgpzdHJlYW0K")),
+         {"report.pdf", "see attached"}, "JVBER", 0, 1, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.mail);
+        RecordingHost host;
+        ASSERT_EQ(RunDocument(host, c.mail, FI_INTERNET_MAIL), 0);
+        std::string text = host.Text();
+        size_t at = 0;
+        for (const std::string& piece : c.shown) {
+            size_t found = text.find(piece, at);
+            ASSERT_NE(found, std::string::npos) << piece << " in " << text;
+            at = found;
+        }
+        if (!c.hidden.empty()) {
+            EXPECT_EQ(text.find(c.hidden), std::string::npos) << text;
+        }
+        EXPECT_EQ(host.Count(SO_PUTRULE), c.rules);
+        EXPECT_EQ(host.Count(SO_BEGINSECTION), c.sections);
+        std::string transcript = host.Transcript();
+        size_t ends = 0;
+        for (size_t p = transcript.find("SoPutBreak 3 0"); p != std::string::npos;
+             p = transcript.find("SoPutBreak 3 0", p + 1))
+            ++ends;
+        EXPECT_EQ(ends, c.sectionEnds);
+        if (c.rules == 1) {
+            size_t rule = transcript.find("SoPutRule");
+            EXPECT_LT(transcript.find("SoPutChar 70"), rule);                              // 'F'
+            EXPECT_GT(transcript.find("SoPutChar 83\nSoPutChar 69\nSoPutChar 67"), rule);  // "SEC"
+        }
+    }
 }
 
 TEST(Multipart, RestoringAnEarlierPartReopensItsRange) {
@@ -85,7 +87,6 @@ TEST(Multipart, RestoringAnEarlierPartReopensItsRange) {
     FilterSession session(host);
     ASSERT_EQ(session.Open(object.get(), FI_INTERNET_MAIL), 0);
     std::vector<uint8_t> inFirst;
-    std::string firstBody;
     for (int i = 0; i < 40 && inFirst.empty(); ++i) {
         size_t mark = host.Calls().size();
         ASSERT_NE(session.Step(), FilterSession::Stop::Failed);
@@ -100,79 +101,39 @@ TEST(Multipart, RestoringAnEarlierPartReopensItsRange) {
     std::string again = host.Text(mark);
     EXPECT_EQ(again.find("FIRSTPART"), std::string::npos) << "it goes on behind the stop";
     EXPECT_NE(again.find("SECONDPART"), std::string::npos) << again;
-    session.Close();
 }
 
-const char kDigest[] =
-    "From: list@example.org\r\n"
-    "Subject: digest\r\n"
-    "MIME-Version: 1.0\r\n"
-    "Content-Type: multipart/digest; boundary=\"d\"\r\n"
-    "\r\n"
-    "--d\r\n"
-    "\r\n"
-    "From: one@example.org\r\n"
-    "Subject: ENTRYONE\r\n"
-    "\r\n"
-    "first entry\r\n"
-    "--d\r\n"
-    "\r\n"
-    "From: two@example.org\r\n"
-    "Subject: ENTRYTWO\r\n"
-    "\r\n"
-    "second entry\r\n"
-    "--d--\r\n";
-
-TEST(Multipart, ADigestEndsASectionBehindEachEntry) {
-    RecordingHost host;
-    ASSERT_EQ(RunDocument(host, kDigest, FI_INTERNET_MAIL), 0);
-    std::string transcript = host.Transcript();
-    EXPECT_EQ(Occurrences(transcript, "SoPutBreak 3 0"), 1u) << transcript;
-    EXPECT_EQ(host.Count(SO_BEGINSECTION), 2u);
-    std::string text = host.Text();
-    EXPECT_NE(text.find("ENTRYONE"), std::string::npos) << text;
-    EXPECT_NE(text.find("ENTRYTWO"), std::string::npos) << text;
-    EXPECT_LT(transcript.find("SoPutBreak 3 0"), transcript.rfind("SoBeginSection"));
-}
-
-const char kWithAttachment[] =
-    "From: a@example.org\r\n"
-    "Subject: report\r\n"
-    "MIME-Version: 1.0\r\n"
-    "Content-Type: multipart/mixed; boundary=\"x\"\r\n"
-    "\r\n"
-    "--x\r\n"
-    "Content-Type: text/plain\r\n"
-    "\r\n"
-    "see attached\r\n"
-    "--x\r\n"
-    "Content-Type: application/pdf; name=\"report.pdf\"\r\n"
-    "Content-Disposition: attachment; filename=\"report.pdf\"\r\n"
-    "Content-Transfer-Encoding: base64\r\n"
-    "\r\n"
-    "JVBERi0xLjQKJcfsj6IKNSAwIG9iago8PC9MZW5ndGggNiAwIFI+PgpzdHJlYW0K\r\n"
-    "--x--\r\n";
-
-TEST(Multipart, AnAttachmentIsARecordAndALink) {
-    RecordingHost host;
-    MemoryObject object(kWithAttachment);
-    FilterSession session(host);
-    ASSERT_EQ(session.Open(object.get(), FI_INTERNET_MAIL), 0);
-    ASSERT_EQ(session.ReadToEnd(), FilterSession::Stop::Document);
-    FilterProc* proc = session.proc();
-    ASSERT_EQ(ListCount(proc->attachments), 1);
-    const auto* record = ListAt<AttachRecord>(proc->attachments, 0);
-    EXPECT_STREQ(record->name, "report.pdf");
-    EXPECT_EQ(record->transferCode, TC_BASE64);
-    EXPECT_EQ(record->ownerPart, 1);
-    std::string body(kWithAttachment);
-    EXPECT_EQ(record->offset, body.find("JVBER"));
-    std::string text = host.Text();
-    EXPECT_NE(text.find("report.pdf"), std::string::npos) << text;
-    EXPECT_NE(text.find("see attached"), std::string::npos);
-    EXPECT_EQ(text.find("JVBER"), std::string::npos) << "the attachment isn't shown inline";
-    EXPECT_GE(host.Count(SO_NEWSUBDOC), 1u);
-    session.Close();
+// Each attachment is a record of its body's place, transfer code and name,
+// whether or not a disposition asks for it: a picture sent as it is counts too.
+TEST(Multipart, AttachmentsAreRecordsAndLinks) {
+    const struct {
+        std::string header, body, name;
+        uint32_t transferCode;
+    } cases[] = {
+        {"Content-Type: application/pdf; name=\"report.pdf\"\r\n"
+         "Content-Disposition: attachment; filename=\"report.pdf\"\r\nContent-Transfer-Encoding: base64",
+         "JVBERi0xLjQKJcfsj6IKNSAwIG9iago8PC9MZW5ndGggNiAwIFI+PgpzdHJlYW0K", "report.pdf", TC_BASE64},
+        {"Content-Type: image/png; name=\"dot.png\"", kPng, "dot.png", 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::string mail = Mail("mixed", Part(kPlain, "see attached") + Part(c.header, c.body));
+        RecordingHost host;
+        MemoryObject object(mail);
+        FilterSession session(host);
+        ASSERT_EQ(session.Open(object.get(), FI_INTERNET_MAIL), 0);
+        ASSERT_EQ(session.ReadToEnd(), FilterSession::Stop::Document);
+        FilterProc* proc = session.proc();
+        ASSERT_EQ(ListCount(proc->attachments), 1);
+        const auto* record = ListAt<AttachRecord>(proc->attachments, 0);
+        ASSERT_NE(record->name, nullptr);
+        EXPECT_EQ(std::string(record->name), c.name);
+        EXPECT_EQ(record->transferCode, c.transferCode);
+        EXPECT_EQ(record->ownerPart, 1);
+        EXPECT_EQ(record->offset, mail.find(c.body));
+        EXPECT_NE(host.Text().find(c.name), std::string::npos) << host.Text();
+        EXPECT_GE(host.Count(SO_NEWSUBDOC), 1u);
+    }
 }
 
 TEST(Multipart, AHeaderlessMailIsRefused) {

@@ -1,6 +1,8 @@
-// The grow list, owned strings, blocks and the case-blind search.
+// The grow list, owned strings, blocks and the case-blind search, by what a
+// caller sees: indices, counts, the elements kept, and the bytes copied.
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstring>
 #include <string>
 
@@ -8,39 +10,43 @@
 
 namespace {
 
-TEST(GrowList, GrowsByItsStepAndKeepsElements) {
-    GrowList* list = ListCreate(0, 0, sizeof(uint32_t), 4, 4);
+TEST(GrowList, GrowsKeepsElementsAndCountsFromItsBase) {
+    GrowList* list = ListCreate(0, 100, sizeof(uint32_t), 4, 3);
     ASSERT_NE(list, nullptr);
-    EXPECT_EQ(list->headerSize, sizeof(GrowList));
-    for (uint32_t i = 0; i < 4; ++i) EXPECT_EQ(ListAdd(list, &i), static_cast<int32_t>(i));
-    EXPECT_EQ(list->capacity, 4u);
-    uint32_t five = 5;
-    EXPECT_EQ(ListAdd(list, &five), 4);
-    EXPECT_EQ(list->capacity, 8u);
-    EXPECT_EQ(ListCount(list), 5);
-    for (uint32_t i = 0; i < 4; ++i) EXPECT_EQ(*ListAt<uint32_t>(list, i), i);
-    EXPECT_EQ(*ListAt<uint32_t>(list, 4), 5u);
-    EXPECT_EQ(list->nextFree, list->first + 5 * sizeof(uint32_t));
-    EXPECT_EQ(ListAdd(list, nullptr), 5) << "a reserved slot still counts";
+    for (uint32_t i = 0; i < 11; ++i) EXPECT_EQ(ListAdd(list, &i), static_cast<int32_t>(100 + i));
+    EXPECT_EQ(ListAdd(list, nullptr), 111) << "a reserved slot still counts";
+    EXPECT_EQ(ListCount(list), 12);
+    for (uint32_t i = 0; i < 11; ++i) EXPECT_EQ(*ListAt<uint32_t>(list, i), i);
+    // Shrinking below the count keeps what fits; adding grows again behind it.
+    ASSERT_EQ(ListResize(list, 11), 1);
+    EXPECT_EQ(ListCount(list), 11);
+    uint32_t seven = 7;
+    EXPECT_EQ(ListAdd(list, &seven), 111);
+    EXPECT_EQ(*ListAt<uint32_t>(list, 10), 10u);
+    EXPECT_EQ(*ListAt<uint32_t>(list, 11), 7u);
     EXPECT_EQ(ListClear(list), 0);
     EXPECT_EQ(ListCount(list), 0);
+    EXPECT_EQ(ListAdd(list, &seven), 100);
     EXPECT_EQ(ListClear(nullptr), 0);
+    EXPECT_EQ(ListCount(nullptr), 0);
     ListDestroy(list);
     ListDestroy(nullptr);
 }
 
-TEST(GrowList, BaseIndexAndShrinking) {
-    GrowList* list = ListCreate(0, 100, 8, 4, 4);
-    uint64_t v = 1;
-    EXPECT_EQ(ListAdd(list, &v), 100);
-    EXPECT_EQ(ListAdd(list, &v), 101);
-    EXPECT_EQ(ListResize(list, 1), 1);
-    EXPECT_EQ(list->freeSlots, 0u) << "a shrink below the count leaves no free slot";
-    EXPECT_EQ(list->capacity, 1u);
+// Counts are 16-bit numbers above this layer: the list stops at 65,535.
+TEST(GrowList, StopsAt65535Elements) {
+    GrowList* list = ListCreate(0, 0, 1, 0xFFF0, 1);
+    ASSERT_NE(list, nullptr);
+    uint8_t byte = 1;
+    for (uint32_t i = 0; i < 0xFFFE; ++i) ASSERT_EQ(ListAdd(list, &byte), static_cast<int32_t>(i));
+    EXPECT_EQ(ListAdd(list, &byte), 0xFFFE);
+    EXPECT_EQ(ListCount(list), 0xFFFF);
+    EXPECT_EQ(ListAdd(list, &byte), -1);
+    EXPECT_EQ(ListCount(list), 0xFFFF);
     ListDestroy(list);
 }
 
-TEST(Blocks, StringDupAndBlockAlloc) {
+TEST(Blocks, StringDupBlockAllocAndTextBuffers) {
     char* block = reinterpret_cast<char*>(0x1);
     EXPECT_EQ(StringDup(0, &block, "x"), nullptr);
     EXPECT_EQ(block, reinterpret_cast<char*>(0x1)) << "length 0 leaves the block word";
@@ -52,7 +58,6 @@ TEST(Blocks, StringDupAndBlockAlloc) {
     StringFree(block);
     // Only the low 16 bits of the length are copied, into a block of full size.
     std::string longText(70000, 'z');
-    block = nullptr;
     copy = StringDup(70000, &block, longText.c_str());
     ASSERT_NE(copy, nullptr);
     EXPECT_EQ(std::strlen(copy), 70000u - 65536u);
@@ -62,33 +67,34 @@ TEST(Blocks, StringDupAndBlockAlloc) {
     void* d = nullptr;
     ASSERT_EQ(BlockAlloc(&b, &d, 10), 0);
     EXPECT_EQ(b, d);
-    auto* bytes = static_cast<uint8_t*>(b);
-    for (int i = 0; i < 10; ++i) EXPECT_EQ(bytes[i], 0);
-    EXPECT_EQ(bytes[10], 0xA1);
-    EXPECT_EQ(bytes[11], 0xA1);
-    ASSERT_EQ(BlockAlloc(&b, &d, 100), 0);
+    EXPECT_EQ(std::string(static_cast<char*>(b), 10), std::string(10, '\0')) << "a new block is cleared";
     StringFree(b);
 
     TextBuffer buffer{};
     ASSERT_EQ(TextBufferAlloc(&buffer, 1024), 0);
-    EXPECT_EQ(buffer.size, 1024);
+    std::memset(buffer.text, 'a', 1026);
     ASSERT_EQ(TextBufferAlloc(&buffer, 4096), 0);
-    buffer.text[4097] = 'x';  // size + 2 bytes are the buffer's
+    EXPECT_EQ(buffer.size, 4096);
+    EXPECT_EQ(buffer.text[1025], 'a') << "growing keeps the text";
     StringFree(buffer.block);
 }
 
 TEST(FindNoCase, FoldsOnlyAsciiLetters) {
     const char* hay = "Content-Type: Text/HTML; charset=\xC9t\xE9";
-    EXPECT_EQ(FindNoCase(hay, "text/html"), hay + 14);
-    EXPECT_EQ(FindNoCase(hay, "CONTENT"), hay);
-    EXPECT_EQ(FindNoCase(hay, "\xE9t\xE9"), nullptr) << "bytes above 0x7F never fold";
-    EXPECT_EQ(FindNoCase(hay, "\xC9t\xE9"), hay + 33);
-    EXPECT_EQ(FindNoCase("abc", "abcd"), nullptr);
-    const char* same = "same";
-    EXPECT_EQ(FindNoCase(same, "SAME"), same);
-    EXPECT_EQ(FindNoCase(same, ""), same + 4) << "an empty needle is found at the end";
-    const char* retry = "aaab";
-    EXPECT_EQ(FindNoCase(retry, "aab"), retry + 1);
+    const struct {
+        const char* haystack;
+        const char* needle;
+        ptrdiff_t at;  // -1: not found
+    } cases[] = {
+        {hay, "text/html", 14}, {hay, "CONTENT", 0}, {hay, "\xE9t\xE9", -1},  // bytes above 0x7F never fold
+        {hay, "\xC9t\xE9", 33}, {"abc", "abcd", -1}, {"same", "SAME", 0},
+        {"same", "", 4},  // an empty needle is found at the end
+        {"aaab", "aab", 1},
+    };
+    for (const auto& c : cases) {
+        const char* found = FindNoCase(c.haystack, c.needle);
+        EXPECT_EQ(found ? found - c.haystack : -1, c.at) << c.haystack << " / " << c.needle;
+    }
     // The count of start positions is a signed 16-bit number: a haystack that
     // makes it negative finds nothing.
     std::string huge(40000, 'q');

@@ -233,6 +233,7 @@ TEST(RangeObject, EndsEmptyRangesAndRangesOfRanges) {
         {OpenRange(file.get(), 3, 0xFFFFFFFE).release(), "3456789"},
         {empty.release(), ""},
         {OpenRange(file.get(), 7, 1000).release(), "789"},  // longer than its base
+        {OpenRange(file.get(), 4, 4).release(), "4"},       // first and last the same byte
         {OpenRange(file.get(), 20, 30).release(), ""},
     };
     for (auto& r : ranges) {

@@ -31,30 +31,6 @@ std::string Corpus(const std::string& relative) {
     return ReadWholeFile(std::string(MAILSIFT_CORPUS_DIR) + "/" + relative);
 }
 
-// Encodes `data` the way uuencode (or xxencode) lays out lines: a length
-// character, then four characters per three bytes.
-std::string EncodeLines(const std::string& data, bool xx) {
-    static const char kXx[] = "+-0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
-    auto letter = [xx](unsigned value) {
-        return xx ? kXx[value & 63] : static_cast<char>(value == 0 ? '`' : 0x20 + (value & 63));
-    };
-    std::string out;
-    for (size_t at = 0; at < data.size(); at += 45) {
-        size_t n = std::min<size_t>(data.size() - at, 45);
-        out += letter(static_cast<unsigned>(n));
-        for (size_t i = 0; i < n; i += 3) {
-            unsigned char b[3] = {0, 0, 0};
-            for (size_t k = 0; k < 3 && i + k < n; ++k) b[k] = static_cast<unsigned char>(data[at + i + k]);
-            out += letter(b[0] >> 2);
-            out += letter(((b[0] & 3) << 4) | (b[1] >> 4));
-            out += letter(((b[1] & 15) << 2) | (b[2] >> 6));
-            out += letter(b[2] & 63);
-        }
-        out += '\n';
-    }
-    return out;
-}
-
 std::string SomeBinary(size_t n) {
     std::string bytes(n, '\0');
     uint32_t state = 12345;
@@ -177,31 +153,27 @@ TEST(Identify, RtfHtmlMailNewsAndMimeHeaders) {
 }
 
 TEST(Identify, UuencodeAndXxencodeOpeningAndContinuation) {
-    for (bool xx : {false, true}) {
-        SCOPED_TRACE(xx ? "xxencode" : "uuencode");
-        const uint16_t opens = xx ? 4052 : 4050;
-        std::string lines = EncodeLines(SomeBinary(400), xx);
-        std::string opening = "begin 644 data.bin\n" + lines + (xx ? "+" : "`") + "\nend\n";
-        EXPECT_EQ(Identify(opening), opens);
-        EXPECT_EQ(Special(opening), opens);
-        // Data alone: a later piece.
-        EXPECT_EQ(Identify(lines), opens + 1);
-        EXPECT_EQ(Special(lines), opens + 1);
-    }
-    std::string lines = EncodeLines(SomeBinary(400), false);
-    EXPECT_EQ(Identify("Here it is:\n\nbegin 644 data.bin\n" + lines + "`\nend\n"), 4050);
-    EXPECT_EQ(Special("begin 644 one\nbegin 644 two\n" + lines), 4050);
-    // Also when the window cuts a line, or the piece ends the data.
-    EXPECT_EQ(Identify(EncodeLines(SomeBinary(9000), false)), 4051);
-    EXPECT_EQ(Special(Lines(lines, 8, 3) + "`\nend\n"), 4051);
-
-    std::string real = Corpus("mime-tools/testin/zeegee.gif.uu");
-    EXPECT_EQ(Identify(real), 4050);
-    EXPECT_EQ(Special(Lines(real, 5, 20)), 4051);
-    std::string mail = Corpus("uudeview/test/mime-xxencode.good.msg");
-    size_t begin = mail.find("\nbegin ");
+    const std::string uu = Corpus("mime-tools/testin/zeegee.gif.uu");
+    const std::string mail = Corpus("uudeview/test/mime-xxencode.good.msg");
+    const size_t begin = mail.find("\nbegin ");
     ASSERT_NE(begin, std::string::npos);
-    EXPECT_EQ(Special(mail.substr(begin + 1)), 4052);
+    const std::string xx = mail.substr(begin + 1);
+    for (const auto& [text, opens] : {std::pair<std::string, uint16_t>{uu, 4050}, {xx, 4052}}) {
+        SCOPED_TRACE(opens);
+        EXPECT_EQ(Identify(text), opens);
+        EXPECT_EQ(Special(text), opens);
+        // Data alone: a later piece.
+        const std::string data = Lines(text, 1, 4);
+        EXPECT_EQ(Identify(data), opens + 1);
+        EXPECT_EQ(Special(data), opens + 1);
+    }
+    EXPECT_EQ(Identify("Here it is:\n\n" + uu), 4050);
+    EXPECT_EQ(Special("begin 644 one\n" + uu), 4050);
+    // Also when the window cuts a line, or the piece ends the data.
+    const std::string lines = Lines(uu, 1, 100);
+    EXPECT_EQ(Identify(lines + lines), 4051);
+    EXPECT_EQ(Special(Lines(uu, 8, 3) + "`\nend\n"), 4051);
+    EXPECT_EQ(Special(Lines(uu, 5, 20)), 4051);
 }
 
 // Base64 lines use the xxencode letters, but not its line layout.
@@ -262,9 +234,7 @@ TEST(Identify, ReadsFromTheStartWhateverTheObjectsPosition) {
 // The filter asks what lies under an encoding by identifying a decoding
 // stage: the service must read such objects from their start like files.
 TEST(Identify, LooksThroughDecodingStages) {
-    std::string uu = "begin 644 eyeball.gif\n" + EncodeLines(Corpus("convert-binhex/testin/eyeball.gif"), false) +
-                     "`\nend\n";
-    MemoryObject file(uu);
+    MemoryObject file(Corpus("mime-tools/testin/zeegee.gif.uu"));
     EXPECT_EQ(IdentifySpecial(file.get(), 4050), 4050);
     IoDecodeRequest request{file.get(), 0, 15, {0, 0, 0, 0}};
     IoObject* decoded = nullptr;

@@ -1,7 +1,6 @@
-// VwDoSpecial as a host meets it: slot 18 of the loadable library's table,
-// the requests that make no object, no memory for the object, and real mails
-// whose attachment link carries a recipe that opens the attachment.
-#include <dlfcn.h>
+// VwDoSpecial as a host meets it: the requests that make no object, no
+// memory for the object, and real mails whose attachment link carries a
+// recipe that opens the attachment.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -118,54 +117,6 @@ TEST_F(DoSpecialRequest, NoMemoryForTheObjectCallsBailOut) {
     ASSERT_EQ(object->Seek(object, 0, 0), 0);
     EXPECT_EQ(ReadRest(object), "body");
     object->Close(object);
-}
-
-TEST(DoSpecial, LoadableLibraryHandsOutObjectsWithItsExportedRoutines) {
-    void* library = dlopen(MAILSIFT_FILTER_LIB, RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(library, nullptr) << dlerror();
-    auto symbol = [&](const char* name) { return dlsym(library, name); };
-    auto getRtns = reinterpret_cast<void (*)(VwRoutine*, uint16_t)>(symbol("VwGetRtns"));
-    ASSERT_NE(getRtns, nullptr);
-    VwRoutine table[40];
-    const VwRoutine mark = reinterpret_cast<VwRoutine>(&getRtns);
-    for (VwRoutine& slot : table) slot = mark;
-    getRtns(table, 18);
-    EXPECT_EQ(table[18], mark) << "a table of 18 slots has no slot 18";
-    getRtns(table, 19);
-    EXPECT_EQ(reinterpret_cast<void*>(table[18]), symbol("VwDoSpecial"));
-
-    auto allocProc = reinterpret_cast<FilterProc* (*)()>(symbol("VwAllocProc"));
-    auto localUp = reinterpret_cast<void (*)(void*, void**, FilterProc*)>(symbol("VwLocalUp"));
-    auto streamOpen = reinterpret_cast<decltype(&VwStreamOpen)>(symbol("VwStreamOpen"));
-    auto streamClose = reinterpret_cast<decltype(&VwStreamClose)>(symbol("VwStreamClose"));
-    auto freeProc = reinterpret_cast<void (*)(FilterProc*)>(symbol("VwFreeProc"));
-    auto doSpecial = reinterpret_cast<decltype(&VwDoSpecial)>(table[18]);
-    FilterProc* proc = allocProc();
-    ASSERT_NE(proc, nullptr);
-    void* handle = nullptr;
-    localUp(proc, &handle, proc);
-    const std::string document = "Subject: x\r\n\r\nattached\r\n";
-    MemoryObject mail(document);
-    VwOpenInfo info{};
-    ASSERT_EQ(streamOpen(mail.get(), FI_INTERNET_MAIL, 0, &info, proc), 0);
-    AttachRecord record{};
-    record.offset = static_cast<uint32_t>(document.find("attached"));
-    record.length = 8;
-    ASSERT_EQ(ListAdd(proc->attachments, &record), 0);
-    IoObject* object = nullptr;
-    ASSERT_EQ(doSpecial(mail.get(), 0, &object, 0, 0, 0, proc), 0);
-    ASSERT_NE(object, nullptr);
-    EXPECT_EQ(reinterpret_cast<void*>(object->Close), symbol("MIMEDoClose"));
-    EXPECT_EQ(reinterpret_cast<void*>(object->Read), symbol("MIMEDoRead"));
-    EXPECT_EQ(reinterpret_cast<void*>(object->Seek), symbol("MIMEDoSeek"));
-    EXPECT_EQ(reinterpret_cast<void*>(object->Tell), symbol("MIMEDoTell"));
-    EXPECT_EQ(reinterpret_cast<void*>(object->GetInfo), symbol("MIMEDoGetInfo"));
-    ASSERT_EQ(object->Seek(object, 0, 0), 0);
-    EXPECT_EQ(ReadRest(object), "attached");
-    object->Close(object);
-    streamClose(mail.get(), proc);
-    freeProc(proc);
-    dlclose(library);
 }
 
 // A mail's one attachment: the plan records it for the part the display
