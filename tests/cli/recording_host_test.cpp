@@ -2,6 +2,7 @@
 // on the shipped examples: what the tests of every other area stand on.
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 
 #include "tests/support/filter_session.h"
@@ -43,6 +44,17 @@ TEST(RecordingHost, RecordsTheWholeRunOfAPlainMail) {
     EXPECT_NE(text.find("\nX-Mailer: | mailsift examples | \n\nHello,\n\nthis is mailsift"),
               std::string::npos)
         << text;
+}
+
+// A host routine that throws answers a failure at the C border: the filter
+// reads on to the end and the sink counts what failed.
+TEST(RecordingHost, ThrowingRoutinesFailWithoutUnwindingIntoTheFilter) {
+    struct ThrowingHost : RecordingHost {
+        int32_t PutChar(uint32_t) override { throw std::runtime_error("host failure"); }
+    } host;
+    ASSERT_EQ(RunDocument(host, Example("welcome.eml"), FI_INTERNET_MAIL), 0);
+    EXPECT_GT(host.failedCalls, 100u);
+    EXPECT_EQ(host.strayCalls, 0u);
 }
 
 TEST(RecordingHost, StopsAtScriptedBreaksAndResumesToTheSameOutput) {
