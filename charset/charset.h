@@ -9,14 +9,13 @@
 
 #include "mailtext/base64_alphabet.h"
 #include "mailtext/charset_names.h"
+#include "mailtext/encoded_words.h"
 #include "mailtext/utf8.h"
 #include "core/filter_proc.h"
 #include "input/input.h"
 
 // --- Charset resolution -----------------------------------------------------
 
-// 1 when `value` (a byte, 0..255) starts a multi-byte character of `charset`.
-uint32_t IsLeadByte(uint32_t value, uint32_t charset);
 // Tells the host the set of the characters that follow (SoSetCharset), with
 // the sets the filter decodes itself mapped to what the host receives.
 void AnnounceCharset(uint32_t charset, FilterProc* proc);
@@ -47,10 +46,3 @@ void ShowHeaderBlock(MessagePart* part, FilterProc* proc);
 void ShowAttachmentRow(MessagePart* part, FilterProc* proc);
 // Emits a field value through SoPutChar, decoding RFC 2047 encoded words.
 void PutEncodedText(const char* text, FilterProc* proc);
-// Bytes before the first "?=", or the whole length; 0 for null.
-uint32_t EncodedTextLength(const char* text);
-// In place on the first `length` bytes; the result is zero-terminated.
-char* DecodeB(char* buffer, uint32_t length);
-char* DecodeQ(char* buffer, uint32_t length);
-// `length` base64 symbols to at most `capacity` 16-bit units plus a zero unit.
-uint16_t* DecodeUtf7Run(uint16_t* out, uint32_t capacity, const char* symbols, uint32_t length);

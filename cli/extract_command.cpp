@@ -21,8 +21,8 @@
 #include <string>
 
 #include "cli/commands.h"
-#include "cli/output_buffer.h"
-#include "cli/recipe_run.h"
+#include "hostkit/output_buffer.h"
+#include "hostkit/recipe_run.h"
 
 namespace {
 
@@ -119,9 +119,10 @@ bool WriteAll(int fd, std::string_view data) {
 
 // Writes one opened sub-document; false after complaining.
 bool WriteRecipe(const ExtractOptions& options, const Recipe& recipe, RecipeNamer& namer,
-                 IoObject* object, OutputBuffer& out) {
+                 const RecipeStream& stream, OutputBuffer& out) {
+    IoObject* object = stream.object();
     const std::string type = RecipeMimeType(object);
-    const std::string name = namer.FileName(recipe, type);
+    const std::string name = namer.FileName(recipe, stream, type);
     std::string path;
     const int fd = CreateUnique(options.directory, name, &path);
     if (fd < 0) {
@@ -167,7 +168,7 @@ int ExtractCommand(int argc, char** argv) {
                     allWritten = false;
                     return;
                 }
-                if (!WriteRecipe(options, recipe, namer, stream.object(), out))
+                if (!WriteRecipe(options, recipe, namer, stream, out))
                     allWritten = false;
                 out.Flush();
             };

@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "cli/commands.h"
-#include "platform/platform.h"
+#include "host/platform_extras.h"
 
 namespace {
 
@@ -33,7 +33,7 @@ int OpenInput(const std::string& path, IoObject** object) {
         Complain(path + ": larger than 4 GiB less 4 bytes: too large to read");
         return kExitRefused;
     }
-    *object = FileObjectOpen(path.c_str());
+    *object = PlatformFileOpen(path.c_str());
     if (!*object) {
         Complain(path + ": " + std::strerror(errno ? errno : EIO));
         return kExitIo;

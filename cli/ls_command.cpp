@@ -13,8 +13,8 @@
 #include <string>
 
 #include "cli/commands.h"
-#include "cli/output_buffer.h"
-#include "cli/recipe_run.h"
+#include "hostkit/output_buffer.h"
+#include "hostkit/recipe_run.h"
 
 namespace {
 
@@ -71,7 +71,7 @@ int LsCommand(int argc, char** argv) {
                              ": " + (opened ? "could not be read" : error));
                 }
                 out.Write(std::to_string(recipe.number) + "\t" +
-                          namer.FileName(recipe, type) + "\t" + type + "\t" + size + "\n");
+                          namer.FileName(recipe, stream, type) + "\t" + type + "\t" + size + "\n");
             };
             DocumentOutcome outcome = RunRecipes(api, document, formatId, list);
             out.Flush();

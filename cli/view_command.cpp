@@ -7,13 +7,12 @@
 #include <string>
 
 #include "cli/commands.h"
-#include "cli/document_render.h"
-#include "cli/document_run.h"
-#include "cli/events_output.h"
-#include "cli/identify.h"
-#include "cli/json_output.h"
-#include "cli/recipe_run.h"
-#include "cli/text_output.h"
+#include "hostkit/document_render.h"
+#include "hostkit/document_run.h"
+#include "hostkit/events_output.h"
+#include "hostkit/json_output.h"
+#include "hostkit/recipe_run.h"
+#include "hostkit/text_output.h"
 
 namespace {
 
@@ -79,12 +78,17 @@ DocumentOutcome Render(const FilterApi& api, IoObject* stream, uint16_t formatId
             void Text(std::string_view utf8) override { Get().Text(utf8); }
         } target(out, options, formatId);
         DocumentRender render(target);
+        RecipeNamer namer(stream);
         auto measure = [&](FilterProc* proc) {
             for (AttachmentLink& link : render.attachments()) {
                 RecipeStream attachment;
                 std::string error;
-                if (!attachment.Open(api, stream, proc, AttachmentRecipe(link.index), &error))
-                    continue;
+                Recipe recipe = AttachmentRecipe(link.index);
+                recipe.linkName = link.linkText;
+                const bool opened = attachment.Open(api, stream, proc, recipe, &error);
+                // The name `ls` and `extract` give the file.
+                link.name = namer.Name(recipe, attachment);
+                if (!opened) continue;
                 link.type = RecipeMimeType(attachment.object());
                 bool whole = false;
                 link.size = RecipeCopy(attachment.object(), [](std::string_view) { return true; },

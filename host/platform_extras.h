@@ -17,6 +17,11 @@ extern "C" {
  * valid until the next call on the same thread. */
 const char* IdentifyMimeType(IoObject* object);
 
+/* Opens the file at `path` read-only as a platform file object (Open kinds
+ * 8, 9 and 19 work on it); null when it can't be opened, errno telling why.
+ * Close it with its own Close. */
+IoObject* PlatformFileOpen(const char* path);
+
 #ifdef __cplusplus
 }
 #endif

@@ -16,6 +16,7 @@
 
 #include "platform/objects.h"
 #include "platform/platform.h"
+#include "host/platform_extras.h"
 
 namespace {
 
@@ -209,3 +210,5 @@ IoObject* FileObjectOpen(const char* path) {
     file->window = window;
     return &file->io;
 }
+
+extern "C" IoObject* PlatformFileOpen(const char* path) { return FileObjectOpen(path); }

@@ -1,12 +1,9 @@
-// Two of the CLI's units checked on their own: the charset converter and the
-// fallback mail sniffer. The CLI's sources form no library, so this test
-// program compiles these two itself.
-#include "cli/charset_convert.cpp"
-#include "cli/identify.cpp"
-
+// The host kit's charset converter checked on its own.
 #include <gtest/gtest.h>
 
 #include <initializer_list>
+
+#include "hostkit/charset_convert.h"
 
 namespace {
 
@@ -66,23 +63,6 @@ TEST(CharsetConverter, CharsetChangesKeepTheOrderOfText) {
     for (int i = 0; i < 300000; ++i) converter.Put('x');
     converter.Flush();
     EXPECT_EQ(converter.text().size(), 300000u);
-}
-
-TEST(SniffMailKind, FollowsTheMailRowsOfTheIdentificationTable) {
-    EXPECT_EQ(SniffMailKind("From a@b Mon Mar  2 09:00:00 2026\nFrom: a\n\n"), FI_MBOX);
-    EXPECT_EQ(SniffMailKind("From: a\r\nSubject: x\r\n\r\nbody"), FI_INTERNET_MAIL);
-    EXPECT_EQ(SniffMailKind("Path: x\nNewsgroups: comp.mail\nSubject: x\n\nbody"),
-              FI_INTERNET_NEWS);
-    EXPECT_EQ(SniffMailKind("Subject: folded\n  more\nX-A: 1\n\n"), FI_INTERNET_MAIL);
-    // Cut off by the sniff window inside the header: still a header block.
-    EXPECT_EQ(SniffMailKind("From: a\nTo: b\nX-Long: abc"), FI_INTERNET_MAIL);
-    // Not enough, not mail, not a header.
-    EXPECT_EQ(SniffMailKind("From: a\n\nbody"), FI_UNKNOWN);
-    EXPECT_EQ(SniffMailKind("X-A: 1\nX-B: 2\n\n"), FI_UNKNOWN);
-    EXPECT_EQ(SniffMailKind("Dear John,\nFrom: a\nTo: b\n\n"), FI_UNKNOWN);
-    EXPECT_EQ(SniffMailKind(" From: a\nTo: b\n\n"), FI_UNKNOWN);
-    EXPECT_EQ(SniffMailKind(""), FI_UNKNOWN);
-    EXPECT_EQ(SniffMailKind("From:a"), FI_UNKNOWN);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // on the shipped examples: what the tests of every other area stand on.
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 
 #include "tests/support/filter_session.h"
@@ -17,10 +18,9 @@ std::string Example(const std::string& name) {
 TEST(RecordingHost, RecordsTheWholeRunOfAPlainMail) {
     const std::string mail = Example("welcome.eml");
     ASSERT_FALSE(mail.empty());
-    const uint64_t strayBefore = hostsink::StrayCalls().load();
     RecordingHost host;
     ASSERT_EQ(RunDocument(host, mail, FI_INTERNET_MAIL), 0);
-    EXPECT_EQ(hostsink::StrayCalls().load(), strayBefore);
+    EXPECT_EQ(host.strayCalls, 0u);
 
     const std::string transcript = host.Transcript();
     // The section preamble comes first, in this order.
@@ -44,6 +44,17 @@ TEST(RecordingHost, RecordsTheWholeRunOfAPlainMail) {
     EXPECT_NE(text.find("\nX-Mailer: | mailsift examples | \n\nHello,\n\nthis is mailsift"),
               std::string::npos)
         << text;
+}
+
+// A host routine that throws answers a failure at the C border: the filter
+// reads on to the end and the sink counts what failed.
+TEST(RecordingHost, ThrowingRoutinesFailWithoutUnwindingIntoTheFilter) {
+    struct ThrowingHost : RecordingHost {
+        int32_t PutChar(uint32_t) override { throw std::runtime_error("host failure"); }
+    } host;
+    ASSERT_EQ(RunDocument(host, Example("welcome.eml"), FI_INTERNET_MAIL), 0);
+    EXPECT_GT(host.failedCalls, 100u);
+    EXPECT_EQ(host.strayCalls, 0u);
 }
 
 TEST(RecordingHost, StopsAtScriptedBreaksAndResumesToTheSameOutput) {

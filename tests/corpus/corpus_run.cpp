@@ -207,6 +207,9 @@ CorpusRun RunStream(IoObject* stream, uint64_t size, const CorpusRunOptions& opt
     }
     run.calls = host.calls();
     run.paragraphs = host.paragraphs();
+    // No host routine may be called with user words other than the host's.
+    if (host.strayCalls != 0)
+        run.problems.push_back(std::to_string(host.strayCalls) + " host calls with foreign user words");
     for (const std::string& problem : host.problems()) run.problems.push_back(problem);
     if (host.problemCount() > host.problems().size())
         run.problems.push_back("and " + std::to_string(host.problemCount() - host.problems().size()) +

@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-#include "cli/host_sink.h"
+#include "hostkit/host_sink.h"
 #include "host/constants.h"
 
 class LeanHost : public HostSink {

@@ -11,8 +11,6 @@
 //
 // Mails where the two disagree for a known reason are listed below with it;
 // any other disagreement fails the test.
-#include "cli/attachment_names.cpp"
-
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -25,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "hostkit/part_names.h"
 #include "tests/cli/cli_run.h"
 
 namespace {

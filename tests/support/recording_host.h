@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/host_event.h"
+#include "hostkit/host_event.h"
 
 // One unit of rendered output.
 struct RenderedItem {

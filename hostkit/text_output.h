@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "cli/document_render.h"
-#include "cli/output_buffer.h"
+#include "hostkit/document_render.h"
+#include "hostkit/output_buffer.h"
 
 // The rows of `tables` as "Label: value" lines, values aligned in one column.
 std::string FormatTableLines(const std::vector<RenderedTable>& tables);

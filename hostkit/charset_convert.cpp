@@ -1,12 +1,12 @@
 // charset_convert.cpp - CharsetId to UTF-8, see charset_convert.h.
-#include "cli/charset_convert.h"
+#include "hostkit/charset_convert.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 #include "mailtext/charset_iconv.h"
-#include "cli/host_event.h"
+#include "mailtext/utf8.h"
 
 namespace {
 
@@ -26,23 +26,6 @@ bool IsUnicodeSet(uint32_t charset) {
 }
 
 bool IsSingleByte(uint32_t charset) { return (charset & 0x100u) != 0; }
-
-// The length of a UTF-8 sequence of two to four bytes at `p`, 0 if none.
-size_t Utf8SequenceAt(const unsigned char* p, size_t left) {
-    size_t length = 0;
-    uint32_t cp = 0;
-    if (p[0] >= 0xC2 && p[0] <= 0xDF) length = 2, cp = p[0] & 0x1Fu;
-    else if (p[0] >= 0xE0 && p[0] <= 0xEF) length = 3, cp = p[0] & 0x0Fu;
-    else if (p[0] >= 0xF0 && p[0] <= 0xF4) length = 4, cp = p[0] & 0x07u;
-    if (length == 0 || length > left) return 0;
-    for (size_t i = 1; i < length; ++i) {
-        if ((p[i] & 0xC0) != 0x80) return 0;
-        cp = (cp << 6) | (p[i] & 0x3Fu);
-    }
-    const uint32_t least[] = {0, 0, 0x80, 0x800, 0x10000};
-    if (cp < least[length] || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
-    return length;
-}
 
 }  // namespace
 
@@ -115,12 +98,12 @@ void CharsetConverter::FlushRawRun() {
     const auto* bytes = reinterpret_cast<const unsigned char*>(pending_.data());
     const size_t size = pending_.size();
     for (size_t i = 0; i < size;) {
-        const size_t length = Utf8SequenceAt(bytes + i, size - i);
+        const size_t length = Utf8WellFormedAt(bytes + i, size - i);
         if (length) {
             Append(pending_.data() + i, length);
             i += length;
         } else {
-            PutCodePoint(0xFF00u | bytes[i]);  // the value it came as
+            PutCodePoint(loneBytesLatin1_ ? bytes[i] : 0xFF00u | bytes[i]);
             ++i;
         }
     }

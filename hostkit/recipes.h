@@ -12,13 +12,14 @@
 
 #include <cstdint>
 #include <functional>
+#include <cstddef>
 #include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "cli/filter_loader.h"
-#include "cli/host_sink.h"
+#include "hostkit/filter_loader.h"
+#include "hostkit/host_sink.h"
 
 struct RecipeStep {
     uint32_t what = 0;  // 8 range, 0x2000 decoding stage, 0x100 VwDoSpecial
@@ -72,14 +73,32 @@ public:
               std::string* error);
     // The last stage, null for an empty stream.
     IoObject* object() const { return opened_.empty() || empty_ ? nullptr : opened_.back(); }
+    // Where in the document the recipe's data starts: the first byte range
+    // opened on the document itself, by the recipe or by the filter while
+    // opening it; kNoPartOffset when none was.
+    static constexpr uint32_t kNoPartOffset = 0xFFFFFFFFu;
+    uint32_t partOffset() const { return partOffset_; }
     void Close();
 
 private:
+    // The document as VwDoSpecial sees it: every call goes to the document,
+    // and the first range opened on it is remembered. Its IoObject comes
+    // first, so the object's address is the probe's.
+    struct DocumentProbe {
+        IoObject io;
+        IoObject* document;
+        RecipeStream* owner;
+    };
+    static_assert(offsetof(DocumentProbe, io) == 0);
+
     bool Apply(const FilterApi& api, FilterProc* proc, const RecipeStep& step, IoObject* base,
-               std::string* error);
+               IoObject* document, std::string* error);
+    void MakeProbe(IoObject* document);
 
     std::vector<IoObject*> opened_;
     bool empty_ = false;
+    uint32_t partOffset_ = kNoPartOffset;
+    DocumentProbe probe_{};
 };
 
 // Reads the stream from its start (an attachment may stand at its end when

@@ -32,3 +32,8 @@ std::string FilterLibraryPath();
 // Fills `api`; on failure answers false with the reason in `error`.
 bool FilterLoad(FilterApi* api, std::string* error);
 void FilterUnload(FilterApi* api);
+
+// The filter loaded once per process, on the first call from any thread, and
+// kept until the process ends; the table is read-only from then on, so every
+// thread may use it. Null, with the reason in `error`, when it can't be loaded.
+const FilterApi* FilterShared(std::string* error);

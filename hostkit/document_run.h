@@ -9,8 +9,8 @@
 #include <functional>
 #include <string>
 
-#include "cli/filter_loader.h"
-#include "cli/host_sink.h"
+#include "hostkit/filter_loader.h"
+#include "hostkit/host_sink.h"
 
 struct DocumentOutcome {
     enum Kind { Read, Refused, Failed } kind = Read;

@@ -1,5 +1,5 @@
 // document_run.cpp - see document_run.h.
-#include "cli/document_run.h"
+#include "hostkit/document_run.h"
 
 namespace {
 

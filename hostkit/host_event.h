@@ -1,7 +1,7 @@
 // host_event.h - one host call as data, its one-line text form (the `events`
 // format), and EventSink, a HostSink that turns every call into a HostEvent.
 //
-// Header-only: the CLI prints these lines as the filter calls, and the tests'
+// Header-only: the hosts print these lines as the filter calls, and the tests'
 // recording host stores the same events, so both speak one format. Records
 // passed by pointer are copied at the call (the filter may reuse them), sized
 // as the interface fixes them; texts are copied by their stated length.
@@ -12,7 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "cli/host_sink.h"
+#include "hostkit/host_sink.h"
+#include "mailtext/utf8.h"
 
 // Words in the records the filter hands over by pointer.
 constexpr uint32_t kObjectRecordWords = 40;
@@ -107,35 +108,6 @@ inline void AppendEventNumber(std::string& out, uint32_t value) {
     else
         std::snprintf(buf, sizeof buf, "0x%X", value);
     out += buf;
-}
-
-// Writes `cp` as UTF-8 to `dst` (room for 4 bytes) and answers the length.
-inline size_t EncodeUtf8(char* dst, uint32_t cp) {
-    if (cp < 0x80) {
-        dst[0] = static_cast<char>(cp);
-        return 1;
-    }
-    if (cp < 0x800) {
-        dst[0] = static_cast<char>(0xC0 | (cp >> 6));
-        dst[1] = static_cast<char>(0x80 | (cp & 0x3F));
-        return 2;
-    }
-    if (cp < 0x10000) {
-        dst[0] = static_cast<char>(0xE0 | (cp >> 12));
-        dst[1] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-        dst[2] = static_cast<char>(0x80 | (cp & 0x3F));
-        return 3;
-    }
-    dst[0] = static_cast<char>(0xF0 | (cp >> 18));
-    dst[1] = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-    dst[2] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-    dst[3] = static_cast<char>(0x80 | (cp & 0x3F));
-    return 4;
-}
-
-inline void AppendUtf8(std::string& out, uint32_t cp) {
-    char buf[4];
-    out.append(buf, EncodeUtf8(buf, cp));
 }
 
 // A JSON string of UTF-8 text: quotes, backslashes and controls escaped.

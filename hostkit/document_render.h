@@ -12,8 +12,8 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/charset_convert.h"
-#include "cli/host_sink.h"
+#include "hostkit/charset_convert.h"
+#include "hostkit/host_sink.h"
 
 struct TableRow {
     std::string label;  // fixed text or field name, without a trailing colon
@@ -28,7 +28,8 @@ struct RenderedTable {
 
 struct AttachmentLink {
     uint32_t index = 0;  // the filter's attachment number (recipe 0x100, 0, index)
-    std::string name;    // the link's registered name; empty when it has none
+    std::u16string linkText;  // the link's registered text as the filter passed it
+    std::string name;    // the file name the host gives it; empty when it has none
     std::string type;    // MIME type of the decoded data; empty when it couldn't be opened
     bool sized = false;  // whether `size` was measured
     uint64_t size = 0;   // decoded bytes
@@ -89,7 +90,7 @@ private:
     RenderedTable table_;
     std::vector<std::string> cells_;  // cells of the row being filled
     uint32_t rowLabelId_ = 0;
-    std::map<uint32_t, std::string> texts_;  // registered texts by number
+    std::map<uint32_t, std::u16string> texts_;  // registered texts by number
     uint32_t nextText_ = 1;
     uint32_t nextSubdoc_ = 1;
     uint32_t declaring_ = 0;  // the sub-document whose recipe is being given

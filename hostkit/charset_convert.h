@@ -25,6 +25,10 @@ public:
     CharsetConverter& operator=(const CharsetConverter&) = delete;
 
     void SetCharset(uint32_t charset);
+    // Raw bytes (0xFF80..0xFFFF under a decoded set) that form no UTF-8 come
+    // out as the characters they are (U+FF80..U+FFFF), or with this set, as
+    // ISO-8859-1: how a file name reads stray 8-bit bytes.
+    void SetLoneBytesLatin1(bool latin1) { loneBytesLatin1_ = latin1; }
     uint32_t charset() const { return charset_; }
 
     // One character from SoPutChar; only its low 16 bits count. ASCII under a
@@ -55,6 +59,7 @@ private:
     uint32_t charset_ = 0x14B00000;
     bool unicode_ = true;
     bool asciiDirect_ = true;
+    bool loneBytesLatin1_ = false;
     uint32_t highSurrogate_ = 0;
     std::string pending_;  // raw run (decoded sets) or legacy bytes
     std::string out_;      // converted text in [0, used_); the rest is room

@@ -1,8 +1,8 @@
 // json_output.cpp - the JSON target.
-#include "cli/json_output.h"
+#include "hostkit/json_output.h"
 
-#include "cli/host_event.h"
-#include "cli/text_output.h"
+#include "hostkit/host_event.h"
+#include "hostkit/text_output.h"
 
 namespace {
 

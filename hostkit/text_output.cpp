@@ -1,14 +1,16 @@
 // text_output.cpp - the plain text target.
-#include "cli/text_output.h"
+#include "hostkit/text_output.h"
 
 #include <algorithm>
+
+#include "mailtext/utf8.h"
 
 namespace {
 
 // Characters, not bytes: continuation bytes of UTF-8 don't count.
 size_t DisplayWidth(const std::string& text) {
     return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-        return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+        return !Utf8IsContinuation(static_cast<uint8_t>(c));
     }));
 }
 

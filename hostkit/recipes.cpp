@@ -1,5 +1,5 @@
 // recipes.cpp - see recipes.h.
-#include "cli/recipes.h"
+#include "hostkit/recipes.h"
 
 #include <memory>
 
@@ -25,6 +25,40 @@ constexpr uint64_t kLargestStream = 1ull << 36;
 constexpr uint32_t kToTheEnd = 0xFFFFFFFEu;
 
 }  // namespace
+
+void RecipeStream::MakeProbe(IoObject* document) {
+    probe_ = DocumentProbe{};
+    probe_.document = document;
+    probe_.owner = this;
+    // The probe is never handed out to be closed: closing it is a no-op.
+    probe_.io.Close = [](IoObject*) -> int32_t { return 0; };
+    probe_.io.Read = [](IoObject* o, void* buf, uint32_t count, uint32_t* got) -> int32_t {
+        IoObject* d = reinterpret_cast<DocumentProbe*>(o)->document;
+        return d->Read(d, buf, count, got);
+    };
+    probe_.io.Seek = [](IoObject* o, uint16_t whence, int32_t offset) -> int32_t {
+        IoObject* d = reinterpret_cast<DocumentProbe*>(o)->document;
+        return d->Seek(d, whence, offset);
+    };
+    probe_.io.Tell = [](IoObject* o, uint32_t* pos) -> int32_t {
+        IoObject* d = reinterpret_cast<DocumentProbe*>(o)->document;
+        return d->Tell(d, pos);
+    };
+    probe_.io.GetInfo = [](IoObject* o, uint32_t what, void* answer) -> int32_t {
+        IoObject* d = reinterpret_cast<DocumentProbe*>(o)->document;
+        return d->GetInfo(d, what, answer);
+    };
+    probe_.io.Open = [](IoObject** out, uint32_t kind, void* request, uint32_t flags) -> int32_t {
+        // Every request record starts with its base.
+        auto* base = request ? *static_cast<IoObject**>(request) : nullptr;
+        auto* probe = reinterpret_cast<DocumentProbe*>(base);
+        IoObject* document = probe->document;
+        if (kind == IO_OPEN_RANGE && probe->owner->partOffset_ == kNoPartOffset)
+            probe->owner->partOffset_ =
+                static_cast<uint32_t>(static_cast<IoRangeRequest*>(request)->first);
+        return document->Open(out, kind, request, flags);
+    };
+}
 
 int32_t RecipeCollector::NewSubdoc(uint32_t* number) {
     declaring_ = nullptr;
@@ -74,7 +108,7 @@ int32_t RecipeCollector::BeginTag(uint32_t kind, uint32_t id, const uint32_t* re
 }
 
 bool RecipeStream::Apply(const FilterApi& api, FilterProc* proc, const RecipeStep& step,
-                         IoObject* base, std::string* error) {
+                         IoObject* base, IoObject* document, std::string* error) {
     IoObject* made = nullptr;
     switch (step.what) {
     case STEP_RANGE: {
@@ -84,6 +118,7 @@ bool RecipeStream::Apply(const FilterApi& api, FilterProc* proc, const RecipeSte
         }
         // A length of either top value runs to the end; so does one that
         // would pass the last position.
+        if (base == document && partOffset_ == kNoPartOffset) partOffset_ = step.a;
         const uint64_t last = static_cast<uint64_t>(step.a) + step.b - 1;
         IoRangeRequest request{base, step.a, kToTheEnd};
         if (step.b < kToTheEnd && last < kToTheEnd) request.last = static_cast<uint32_t>(last);
@@ -100,6 +135,12 @@ bool RecipeStream::Apply(const FilterApi& api, FilterProc* proc, const RecipeSte
         if (!api.doSpecial) {
             *error = "the filter cannot open sub-documents";
             return false;
+        }
+        // On the document itself, through the probe that sees where the
+        // filter opens the part.
+        if (base == document) {
+            MakeProbe(document);
+            base = &probe_.io;
         }
         api.doSpecial(base, step.a, &made, step.b, 0, 0, proc);
         break;
@@ -125,7 +166,7 @@ bool RecipeStream::Open(const FilterApi& api, IoObject* document, FilterProc* pr
     for (const RecipeStep& step : recipe.steps) {
         if (empty_) break;  // nothing is derived from nothing
         IoObject* base = opened_.empty() ? document : opened_.back();
-        if (!Apply(api, proc, step, base, error)) {
+        if (!Apply(api, proc, step, base, document, error)) {
             Close();
             return false;
         }
@@ -133,7 +174,7 @@ bool RecipeStream::Open(const FilterApi& api, IoObject* document, FilterProc* pr
     if (opened_.empty() && !empty_) {
         // Only identity stages: the document itself, seen through a range
         // object so that closing it leaves the document open.
-        return Apply(api, proc, {STEP_RANGE, 0, kToTheEnd}, document, error);
+        return Apply(api, proc, {STEP_RANGE, 0, kToTheEnd}, document, nullptr, error);
     }
     return true;
 }
@@ -145,6 +186,7 @@ void RecipeStream::Close() {
         object->Close(object);
     }
     empty_ = false;
+    partOffset_ = kNoPartOffset;
 }
 
 uint64_t RecipeCopy(IoObject* object, const RecipeSinkFn& sink, bool* ok) {

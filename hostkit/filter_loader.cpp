@@ -1,9 +1,10 @@
 // filter_loader.cpp - dlopen, VwGetRtns, and the typed table.
-#include "cli/filter_loader.h"
+#include "hostkit/filter_loader.h"
 
 #include <dlfcn.h>
 
 #include <cstdlib>
+#include <mutex>
 
 #ifndef MAILSIFT_FILTER_DEFAULT
 #define MAILSIFT_FILTER_DEFAULT "libmailfilter.so"
@@ -73,4 +74,22 @@ bool FilterLoad(FilterApi* api, std::string* error) {
 void FilterUnload(FilterApi* api) {
     if (api->library) dlclose(api->library);
     *api = FilterApi{};
+}
+
+const FilterApi* FilterShared(std::string* error) {
+    // Loaded at most once; a failure is remembered as well, so every caller
+    // gets the same answer.
+    struct Shared {
+        FilterApi api;
+        std::string error;
+        bool loaded = false;
+    };
+    static Shared shared;
+    static std::once_flag once;
+    std::call_once(once, [] { shared.loaded = FilterLoad(&shared.api, &shared.error); });
+    if (!shared.loaded) {
+        *error = shared.error;
+        return nullptr;
+    }
+    return &shared.api;
 }

@@ -2,8 +2,8 @@
 // in the order the filter makes them (format in host_event.h).
 #pragma once
 
-#include "cli/host_event.h"
-#include "cli/output_buffer.h"
+#include "hostkit/host_event.h"
+#include "hostkit/output_buffer.h"
 
 class EventsOutput : public EventSink {
 public:

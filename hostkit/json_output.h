@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "cli/document_render.h"
-#include "cli/output_buffer.h"
+#include "hostkit/document_render.h"
+#include "hostkit/output_buffer.h"
 
 class JsonOutput : public RenderTarget {
 public:

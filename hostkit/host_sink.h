@@ -3,12 +3,14 @@
 // HostSink. The sink travels in user1; user2 holds a fixed mark so that a call
 // with foreign user words is caught instead of followed.
 //
-// Header-only because two programs use it: the CLI host and the tests'
-// recording host. It installs exactly the 24 routines of host_routines.h and
-// leaves every other slot to the filter's own stand-in.
+// Every host and the tests' recording host use it. It installs exactly the
+// 24 routines of host_routines.h and leaves every other slot to the filter's
+// own stand-in. Nothing crosses the C border: a sink method that throws is
+// caught in its trampoline, counted on the sink, and answered with
+// kHostRoutineFailed. There is no process-wide state: each sink counts its
+// own stray and failed calls, so one filter instance per thread works.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
 #include "host/host_routines.h"
@@ -19,11 +21,16 @@ struct FilterProc;
 // number 0 (the caller's preset is kept).
 class HostSink {
 public:
-    virtual ~HostSink() = default;
+    virtual ~HostSink();
 
     // Kept by the PutBreak trampoline for the run cycle: the last break of
     // kind 2 (end of document) or 3 (end of section) since the host cleared it.
     uint32_t endBreak = 0;
+    // Calls that came with user words other than the ones installed while
+    // this sink was the thread's installed one (a correct filter makes none),
+    // and calls whose method threw.
+    uint64_t strayCalls = 0;
+    uint64_t failedCalls = 0;
 
     virtual int32_t PutChar(uint32_t) { return 0; }
     virtual int32_t PutSpecialChar(uint32_t) { return 0; }
@@ -51,7 +58,7 @@ public:
     virtual int32_t SetSectionName(uint32_t, uint32_t) { return 0; }
 
     // A sink that takes characters on its hot path may hand its own SoPutChar
-    // routine (of type SoPutCharFn, finding the sink with hostsink::SinkOf)
+    // routine (of type SoPutCharFn, reaching the sink with hostsink::Forward)
     // to skip the virtual call; null means the trampoline.
     virtual VwRoutine PutCharRoutine() const { return nullptr; }
 };
@@ -61,36 +68,53 @@ namespace hostsink {
 // The value of user2 while a HostSink is installed.
 constexpr uintptr_t kUserMark = 0x4D53484Fu;
 
-// Calls that arrived with user words other than the ones installed. A correct
-// filter never makes one; tests check that this stays 0.
-inline std::atomic<uint64_t>& StrayCalls() {
-    static std::atomic<uint64_t> count{0};
-    return count;
+// What a routine answers when its sink method threw: the filter sees a
+// failing host, never an exception.
+constexpr int32_t kHostRoutineFailed = -1;
+
+// The sink most recently installed on this thread: stray calls are counted
+// there, since a call with foreign user words names no sink of its own.
+inline HostSink*& InstalledSink() {
+    thread_local HostSink* sink = nullptr;
+    return sink;
 }
 
 inline HostSink* SinkOf(uintptr_t user1, uintptr_t user2) {
     if (user2 != kUserMark || user1 == 0) {
-        StrayCalls().fetch_add(1, std::memory_order_relaxed);
+        if (HostSink* installed = InstalledSink()) ++installed->strayCalls;
         return nullptr;
     }
     return reinterpret_cast<HostSink*>(user1);
 }
 
+// Runs `call` on the sink of the user words; 0 without a sink, the failure
+// answer when the call throws.
+template <typename Call>
+int32_t Forward(uintptr_t user1, uintptr_t user2, Call&& call) noexcept {
+    HostSink* sink = SinkOf(user1, user2);
+    if (!sink) return 0;
+    try {
+        return call(*sink);
+    } catch (...) {
+        ++sink->failedCalls;
+        return kHostRoutineFailed;
+    }
+}
+
 // Each trampoline: find the sink, forward, answer 0 when there is none.
-#define HOSTSINK_TRAMPOLINE(Name, Params, Args)                 \
-    inline int32_t Name Params {                                \
-        HostSink* sink = SinkOf(user1, user2);                  \
-        return sink ? sink->Name Args : 0;                      \
+#define HOSTSINK_TRAMPOLINE(Name, Params, Args)                                  \
+    inline int32_t Name Params noexcept {                                        \
+        return Forward(user1, user2, [&](HostSink& sink) { return sink.Name Args; }); \
     }
 
 HOSTSINK_TRAMPOLINE(PutChar, (uint32_t ch, uintptr_t user1, uintptr_t user2), (ch))
 HOSTSINK_TRAMPOLINE(PutSpecialChar, (uint32_t kind, uintptr_t user1, uintptr_t user2), (kind))
 HOSTSINK_TRAMPOLINE(SetFontSize, (int32_t size, uintptr_t user1, uintptr_t user2), (size))
-inline int32_t PutBreak(uint32_t kind, uint32_t zero, uintptr_t user1, uintptr_t user2) {
-    HostSink* sink = SinkOf(user1, user2);
-    if (!sink) return 0;
-    if (kind == 2 || kind == 3) sink->endBreak = kind;
-    return sink->PutBreak(kind, zero);
+inline int32_t PutBreak(uint32_t kind, uint32_t zero, uintptr_t user1, uintptr_t user2) noexcept {
+    return Forward(user1, user2, [&](HostSink& sink) {
+        if (kind == 2 || kind == 3) sink.endBreak = kind;
+        return sink.PutBreak(kind, zero);
+    });
 }
 HOSTSINK_TRAMPOLINE(BeginSection,
                     (uint32_t a, uint32_t b, uint32_t c, uintptr_t user1, uintptr_t user2),
@@ -188,6 +212,11 @@ inline const Entry* Entries(int* count) {
 
 }  // namespace hostsink
 
+// A sink gone is no longer the thread's installed one.
+inline HostSink::~HostSink() {
+    if (hostsink::InstalledSink() == this) hostsink::InstalledSink() = nullptr;
+}
+
 // The two routines a host needs to install a sink, whichever way it reached
 // the filter (linked, or through the table of VwGetRtns).
 using HostSetUserFn = void (*)(uintptr_t, uintptr_t, FilterProc*);
@@ -197,6 +226,7 @@ using HostSetSoRtnFn = void (*)(int32_t, VwRoutine, FilterProc*);
 // VwLocalUp; the sink must outlive the document.
 inline void HostSinkInstall(HostSink& sink, HostSetUserFn setUser, HostSetSoRtnFn setSoRtn,
                             FilterProc* proc) {
+    hostsink::InstalledSink() = &sink;
     setUser(reinterpret_cast<uintptr_t>(&sink), hostsink::kUserMark, proc);
     int count = 0;
     const hostsink::Entry* entries = hostsink::Entries(&count);

@@ -1,10 +1,10 @@
 // document_render.cpp - the host's reading of the filter's calls; see
 // document_render.h.
-#include "cli/document_render.h"
+#include "hostkit/document_render.h"
 
 #include <algorithm>
 
-#include "cli/host_event.h"
+#include "hostkit/host_event.h"
 #include "host/constants.h"
 
 namespace {
@@ -12,13 +12,6 @@ namespace {
 // The separator drawn for SoPutRule.
 const std::string_view kRuleLine =
     "------------------------------------------------------------";
-
-// Registered texts are widened bytes (or 16-bit units); shown as Unicode.
-std::string TextToUtf8(const uint16_t* text, uint32_t length) {
-    std::string out;
-    for (uint32_t i = 0; i < length; ++i) AppendUtf8(out, text[i]);
-    return out;
-}
 
 }  // namespace
 
@@ -40,8 +33,9 @@ namespace {
 
 // SoPutChar without the virtual call: the filter makes one call per character.
 int32_t RenderPutChar(uint32_t ch, uintptr_t user1, uintptr_t user2) {
-    HostSink* sink = hostsink::SinkOf(user1, user2);
-    return sink ? static_cast<DocumentRender*>(sink)->PutChar(ch) : 0;
+    return hostsink::Forward(user1, user2, [&](HostSink& sink) {
+        return static_cast<DocumentRender&>(sink).PutChar(ch);
+    });
 }
 
 }  // namespace
@@ -180,7 +174,7 @@ int32_t DocumentRender::BeginTag(uint32_t kind, uint32_t id, const uint32_t* rec
     link.index = attachment->second;
     if (record) {
         auto name = texts_.find(record[2]);
-        if (name != texts_.end()) link.name = name->second;
+        if (name != texts_.end()) link.linkText = name->second;
     }
     attachments_.push_back(std::move(link));
     return 0;
@@ -194,7 +188,7 @@ int32_t DocumentRender::EndTag(uint32_t kind, uint32_t) {
 int32_t DocumentRender::RegisterText(const uint16_t* text, uint32_t, uint32_t length,
                                      uint32_t* number) {
     const uint32_t issued = nextText_++;
-    if (text) texts_[issued] = TextToUtf8(text, length);
+    if (text) texts_[issued] = std::u16string(reinterpret_cast<const char16_t*>(text), length);
     if (number) *number = issued;
     return 0;
 }

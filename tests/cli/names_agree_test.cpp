@@ -1,0 +1,90 @@
+// `view`, `ls` and `extract` give every attachment the same name: the name
+// column of `ls`, the attachment names of `view --format json` and the files
+// `extract` writes, over mails with RFC 2047 and RFC 2231 names.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/cli/cli_run.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Column `column` of every tab-separated line.
+std::vector<std::string> Column(const std::string& out, int column) {
+    std::vector<std::string> values;
+    std::istringstream lines(out);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream fields(line);
+        std::string field;
+        for (int i = 0; i <= column && std::getline(fields, field, '\t'); ++i) {}
+        values.push_back(field);
+    }
+    return values;
+}
+
+// The values of `"key": "..."` in order (the names hold no quotes here).
+std::vector<std::string> JsonStrings(const std::string& json, const std::string& key) {
+    std::vector<std::string> values;
+    const std::string mark = "\"" + key + "\": \"";
+    for (size_t at = json.find(mark); at != std::string::npos; at = json.find(mark, at)) {
+        at += mark.size();
+        values.push_back(json.substr(at, json.find('"', at) - at));
+    }
+    return values;
+}
+
+std::vector<std::string> NamesOf(const std::string& path) {
+    const CliResult ls = RunCli({"ls", path});
+    EXPECT_EQ(ls.status, 0) << path << ": " << ls.err;
+    const std::vector<std::string> names = Column(ls.out, 1);
+
+    const CliResult view = RunCli({"view", "--format", "json", path});
+    EXPECT_EQ(view.status, 0) << path << ": " << view.err;
+    const std::string attachments = view.out.substr(view.out.find("\"attachments\""));
+    for (const std::string& name : JsonStrings(attachments, "name"))
+        EXPECT_NE(std::find(names.begin(), names.end(), name), names.end())
+            << path << ": view names \"" << name << "\", ls does not";
+
+    const fs::path dir = fs::path(testing::TempDir()) / "names-agree";
+    fs::remove_all(dir);
+    const CliResult extract = RunCli({"extract", "-o", dir.string(), path});
+    EXPECT_EQ(extract.status, 0) << path << ": " << extract.err;
+    const std::vector<std::string> numbers = Column(extract.out, 0);
+    const std::vector<std::string> written = Column(extract.out, 1);
+    EXPECT_EQ(written.size(), names.size()) << path;
+    for (size_t i = 0; i < written.size() && i < names.size(); ++i) {
+        const std::string file = fs::path(written[i]).filename().string();
+        // A name taken already gets "-N" in front of its extension.
+        const fs::path name(names[i]);
+        const bool suffixed = file.starts_with(name.stem().string() + "-") &&
+                              file.ends_with(name.extension().string());
+        EXPECT_TRUE(file == names[i] || suffixed) << path << ": extract wrote " << file
+                                                  << ", ls names " << names[i];
+    }
+    return names;
+}
+
+TEST(Names, ViewLsAndExtractAgree) {
+    const std::string corpus = std::string(MAILSIFT_CORPUS_DIR) + "/";
+    for (const char* mail : {"mailparser/test/fixtures/nodemailer.eml",
+                             "mikel-mail/emails/attachment_emails/attachment_with_quoted_filename.eml",
+                             "mikel-mail/emails/multi_charset/japanese_attachment.eml",
+                             "mikel-mail/emails/multi_charset/japanese_attachment_long_name.eml"})
+        EXPECT_FALSE(NamesOf(corpus + mail).empty()) << mail;
+
+    // A set the filter knows and iconv names otherwise: the subject and the
+    // file name read alike; RFC 2231 pieces join in their charset.
+    const std::string mail = std::string(MAILSIFT_SOURCE_DIR) + "/tests/data/names/mac-cyrillic.eml";
+    EXPECT_EQ(NamesOf(mail), (std::vector<std::string>{"отчёт.txt", "café menu.bin"}));
+    const CliResult view = RunCli({"view", "--format", "json", mail});
+    EXPECT_NE(view.out.find("{\"label\": \"Subject\", \"value\": \"Привет\"}"), std::string::npos)
+        << view.out;
+}
+
+}  // namespace
