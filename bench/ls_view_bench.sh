@@ -27,24 +27,18 @@ with open(path, "wb") as out:
               b"Content-Transfer-Encoding: base64\n\n" + base64.encodebytes(bytes(range(256)) * 4) +
               b"--b--\n")
 PY
-seconds() {
-    local start end
-    start=$(date +%s.%N)
-    "$@" > /dev/null
-    end=$(date +%s.%N)
-    echo "$end - $start" | bc -l
-}
 # Best of three, so a busy machine disturbs less.
-best() {
-    local best="" t
-    for _ in 1 2 3; do
-        t=$(seconds "$@")
-        if [ -z "$best" ] || [ "$(echo "$t < $best" | bc -l)" = 1 ]; then best=$t; fi
-    done
-    echo "$best"
-}
-view=$(best "$build/mailsift" view "$mail")
-ls=$(best "$build/mailsift" ls "$mail")
-printf 'mail of %d MB of header-like lines: view %.3f s, ls %.3f s, ls/view %.2f\n' \
-    "$megabytes" "$view" "$ls" "$(echo "$ls / $view" | bc -l)"
+python3 - "$build/mailsift" "$mail" "$megabytes" <<'PY'
+import subprocess, sys, time
+program, mail, megabytes = sys.argv[1:]
+def best(command):
+    times = []
+    for _ in range(3):
+        start = time.perf_counter()
+        subprocess.run([program, command, mail], stdout=subprocess.DEVNULL, check=True)
+        times.append(time.perf_counter() - start)
+    return min(times)
+view, ls = best("view"), best("ls")
+print(f"mail of {megabytes} MB of header-like lines: view {view:.3f} s, ls {ls:.3f} s, ls/view {ls / view:.2f}")
+PY
 "$build/mailsift" ls "$mail"
