@@ -138,7 +138,7 @@ TEST(Cli, UsageAndInputErrorsHaveTheirOwnStatus) {
 TEST(Cli, SurvivesTheDeliberatelyBrokenCorpusFiles) {
     int tried = 0;
     for (const auto& entry :
-         std::filesystem::recursive_directory_iterator(MAILSIFT_CORPUS_DIR)) {
+         std::filesystem::recursive_directory_iterator(MAILSIFT_DATA_DIR)) {
         if (!entry.is_regular_file()) continue;
         std::string name = entry.path().filename().string();
         std::transform(name.begin(), name.end(), name.begin(), ::tolower);

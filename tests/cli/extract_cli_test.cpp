@@ -14,7 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 
 const std::string kExamples = std::string(MAILSIFT_SOURCE_DIR) + "/examples/";
-const std::string kCorpus = std::string(MAILSIFT_CORPUS_DIR) + "/";
+const std::string kCorpus = std::string(MAILSIFT_DATA_DIR) + "/";
 
 fs::path FreshDirectory(const std::string& name) {
     const fs::path dir = fs::path(testing::TempDir()) / name;

@@ -233,7 +233,7 @@ CorpusRun RunCorpusBytes(std::string_view bytes, const CorpusRunOptions& options
     return RunStream(stream.get(), bytes.size(), options);
 }
 
-std::string CorpusRoot() { return MAILSIFT_CORPUS_DIR; }
+std::string CorpusRoot() { return MAILSIFT_DATA_DIR; }
 
 std::vector<std::string> CorpusFolders() {
     std::vector<std::string> folders;

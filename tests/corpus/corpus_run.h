@@ -1,6 +1,6 @@
 // corpus_run.h - runs one real file through the statically linked filter
 // the way a host does (identify, open, sections and reads to the end, close)
-// with the lean host, and lists the files of the shared corpus.
+// with the lean host, and lists the files of the corpus in tests/data.
 //
 // The run is bounded: a document that neither ends nor stops within its
 // step budget, or that keeps emitting past its call budget, is a failure
@@ -39,7 +39,7 @@ CorpusRun RunCorpusFile(const std::string& path, const CorpusRunOptions& options
 // The same over bytes in memory, which have no sibling files.
 CorpusRun RunCorpusBytes(std::string_view bytes, const CorpusRunOptions& options);
 
-// The shared corpus: its top-level source folders, and every regular file
+// The corpus in tests/data: its top-level source folders, and every regular file
 // below a folder (expected-output files and notes included), sorted.
 std::string CorpusRoot();
 std::vector<std::string> CorpusFolders();

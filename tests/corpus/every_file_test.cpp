@@ -1,4 +1,4 @@
-// every_file_test.cpp - every file of the shared corpus, expected-output
+// every_file_test.cpp - every file of the corpus, expected-output
 // files and notes too, goes through the filter: as the identification
 // service names it (1192 when it names nothing), and also as a mail, news,
 // encoded data and TNEF, to stress the parsers with input that is not what

@@ -257,7 +257,7 @@ bool WrittenUnderItsName(const Payload& payload, const std::map<std::string, std
 
 std::vector<fs::path> CorpusFiles() {
     std::vector<fs::path> files;
-    for (const auto& entry : fs::recursive_directory_iterator(MAILSIFT_CORPUS_DIR))
+    for (const auto& entry : fs::recursive_directory_iterator(MAILSIFT_DATA_DIR))
         if (entry.is_regular_file() && entry.path().extension() != ".md")
             files.push_back(entry.path());
     std::sort(files.begin(), files.end());
@@ -275,7 +275,7 @@ TEST(ExtractCorpus, WritesWhatAnIndependentDecoderFindsInEveryMail) {
     int extracted = 0, compared = 0, named = 0;
     std::vector<std::string> listedButClean;
     for (const auto& [index, payloads] : reference) {
-        const std::string relative = fs::relative(mails[index], MAILSIFT_CORPUS_DIR).string();
+        const std::string relative = fs::relative(mails[index], MAILSIFT_DATA_DIR).string();
         const fs::path out = work / std::to_string(index);
         const CliResult run = RunCli({"extract", "-o", out.string(), mails[index].string()});
         ASSERT_EQ(run.signal, 0) << relative;
