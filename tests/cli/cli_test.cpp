@@ -17,7 +17,7 @@ namespace {
 const std::string kExamples = std::string(MAILSIFT_SOURCE_DIR) + "/examples/";
 
 std::string WriteTemp(const std::string& name, const std::string& bytes) {
-    const std::string path = std::string(testing::TempDir()) + name;
+    const std::string path = (OwnTempFolder() / name).string();
     std::ofstream(path, std::ios::binary) << bytes;
     return path;
 }
