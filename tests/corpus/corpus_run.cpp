@@ -21,14 +21,14 @@ namespace {
 // A read that never stops runs to the end of a section, so a document needs
 // about one step per section; a read that stops at every paragraph needs one
 // per body line, and a body line costs at least two bytes of input (a
-// character and its line end; an HTML break tag costs more).
-uint64_t StepBudget(uint64_t size, bool stopEveryParagraph) {
-    return (stopEveryParagraph ? size / 2 : size / 10) + 10000;
-}
+// character and its line end; an HTML break tag costs more). Each replay is
+// one read more.
+uint64_t StepBudget(uint64_t size, bool replay) { return (replay ? size : size / 10) + 10000; }
 
 // Rendered output is at most a few calls per input byte (a character and its
-// attributes); decompressed RTF inside TNEF can grow, so the margin is wide.
-// The same bound serves for the bytes of one sub-document.
+// attributes); decompressed RTF inside TNEF can grow, so the margin is wide,
+// and covers the replays too. The same bound serves for the bytes of one
+// sub-document.
 uint64_t CallBudget(uint64_t size) { return 64 * size + 1000000; }
 
 class FileStream {
@@ -72,14 +72,50 @@ bool IsRefusal(int16_t code) {
            code == VW_ERR_DECLINED;
 }
 
-// Sections and reads until the document ends, the budget is spent, or a
-// rule is broken. Fills the counts of `run`.
-void ReadDocument(IoObject* stream, FilterProc* proc, LeanHost& host, uint64_t budget,
+std::vector<uint8_t> SaveState(FilterProc* proc) {
+    uint16_t size = 0;
+    VwGetInfo(&size, 1);
+    std::vector<uint8_t> data(size);
+    VwGetData(data.data(), proc);
+    return data;
+}
+
+// The filter and host states saved at the last stop.
+struct SavedStop {
+    std::vector<uint8_t> filter;
+    LeanHost::State host;
+};
+
+// At a stop: goes back to `previous`, reads the slice up to here once more
+// and checks it renders the same, then puts back the state of this stop,
+// which becomes `previous`. False when the replay went astray.
+bool ReplayLastRead(IoObject* stream, FilterProc* proc, LeanHost& host, SavedStop& previous,
+                    CorpusRun& run) {
+    SavedStop here{SaveState(proc), host.state()};
+    bool same = true;
+    if (!previous.filter.empty()) {
+        host.SetState(previous.host);
+        VwSetData(previous.filter.data(), proc);
+        ++run.steps;
+        host.BeginHostCall();
+        same = VwStreamRead(stream, proc) == 0 && host.state().readDigest == here.host.readDigest;
+        host.SetState(here.host);
+        VwSetData(here.filter.data(), proc);
+    }
+    previous = std::move(here);
+    return same;
+}
+
+// Sections and reads until the document ends, the budget of reads is spent,
+// or a rule is broken. Fills the counts of `run`.
+void ReadDocument(IoObject* stream, FilterProc* proc, LeanHost& host, uint64_t budget, bool replay,
                   CorpusRun& run) {
     bool sectionDue = true;
+    SavedStop previous;
     while (run.steps < budget) {
         if (sectionDue) {
             sectionDue = false;
+            previous.filter.clear();  // replays stay inside one section
             ++run.sections;
             host.BeginHostCall();
             const int16_t code = VwStreamSection(stream, proc);
@@ -102,6 +138,7 @@ void ReadDocument(IoObject* stream, FilterProc* proc, LeanHost& host, uint64_t b
         }
         if (host.endBreak == BRK_DOCUMENT_END) {
             run.ended = true;
+            run.digest = host.state().digest;
             return;
         }
         if (host.endBreak == BRK_SECTION_END) {
@@ -112,6 +149,11 @@ void ReadDocument(IoObject* stream, FilterProc* proc, LeanHost& host, uint64_t b
             // Neither an end nor a stop the host asked for: a host that reads
             // on gets the same again and never finishes.
             run.problems.push_back("a read came back with no end break and no stop asked");
+            return;
+        }
+        if (replay && !ReplayLastRead(stream, proc, host, previous, run)) {
+            run.problems.push_back("read " + std::to_string(run.steps) +
+                                   ", replayed from the stop before, rendered otherwise");
             return;
         }
     }
@@ -186,7 +228,7 @@ namespace {
 CorpusRun RunStream(IoObject* stream, uint64_t size, const CorpusRunOptions& options) {
     CorpusRun run;
     LeanHost host;
-    host.StopAtEveryParagraph(options.stopEveryParagraph);
+    host.StopAtEveryParagraph(options.replay);
     host.SetCallLimit(CallBudget(size));
     FilterInstance proc(host);
     if (!proc.get()) {
@@ -197,7 +239,7 @@ CorpusRun RunStream(IoObject* stream, uint64_t size, const CorpusRunOptions& opt
     host.BeginHostCall();
     run.openCode = VwStreamOpen(stream, options.formatId, 0, &info, proc.get());
     if (run.openCode == 0) {
-        ReadDocument(stream, proc.get(), host, StepBudget(size, options.stopEveryParagraph), run);
+        ReadDocument(stream, proc.get(), host, StepBudget(size, options.replay), options.replay, run);
         if (run.ended) ReadPastEnd(stream, proc.get(), host, run);
         if (options.readSubdocuments) ReadSubdocuments(stream, proc.get(), host, size, run);
         VwStreamClose(stream, proc.get());

@@ -19,13 +19,17 @@ struct CorpusRun {
     bool ended = false;        // a break of kind 2 was reached
     uint64_t calls = 0;        // host calls
     uint64_t paragraphs = 0;
+    uint64_t digest = 0;       // of the rendered output up to the end (lean_host.h)
     size_t subdocuments = 0;   // objects VwDoSpecial handed out
     std::vector<std::string> problems;  // empty when the run kept every rule
 };
 
 struct CorpusRunOptions {
     uint16_t formatId = 0;
-    bool stopEveryParagraph = false;
+    // Stop at every paragraph, and at each stop go back to the state saved
+    // at the stop before, read that slice once more and check it renders as
+    // it did, then go on from the state saved here.
+    bool replay = false;
     // After the read, open every sub-document a recipe sends the host to
     // VwDoSpecial for, and read it to its end.
     bool readSubdocuments = false;

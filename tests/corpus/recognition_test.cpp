@@ -244,7 +244,7 @@ void CheckRows(const Recognition* rows, size_t count) {
         if (row.identified != 0) {
             EXPECT_EQ(IdentifyCorpusFile(PathOf(row)), row.identified);
         }
-        const CorpusRun run = RunCorpusFile(PathOf(row), {row.openAs, false});
+        const CorpusRun run = RunCorpusFile(PathOf(row), {row.openAs});
         EXPECT_EQ(run.openCode, row.code);
         if (run.openCode == 0) {
             EXPECT_TRUE(run.ended);
