@@ -88,10 +88,13 @@ struct SavedStop {
 
 // At a stop: goes back to `previous`, reads the slice up to here once more
 // and checks it renders the same, then puts back the state of this stop,
-// which becomes `previous`. False when the replay went astray.
-bool ReplayLastRead(IoObject* stream, FilterProc* proc, LeanHost& host, SavedStop& previous,
-                    CorpusRun& run) {
+// which becomes `previous`. Answers what went wrong, or nothing.
+std::string ReplayLastRead(IoObject* stream, FilterProc* proc, LeanHost& host, SavedStop& previous,
+                           CorpusRun& run) {
     SavedStop here{SaveState(proc), host.state()};
+    // All a read depends on is in the saved state: the same state at two
+    // stops in a row means the reads have stopped making progress.
+    if (here.filter == previous.filter) return "the state saved at two stops in a row is the same";
     bool same = true;
     if (!previous.filter.empty()) {
         host.SetState(previous.host);
@@ -103,7 +106,7 @@ bool ReplayLastRead(IoObject* stream, FilterProc* proc, LeanHost& host, SavedSto
         VwSetData(here.filter.data(), proc);
     }
     previous = std::move(here);
-    return same;
+    return same ? "" : "a read replayed from the stop before rendered otherwise";
 }
 
 // Sections and reads until the document ends, the budget of reads is spent,
@@ -151,10 +154,12 @@ void ReadDocument(IoObject* stream, FilterProc* proc, LeanHost& host, uint64_t b
             run.problems.push_back("a read came back with no end break and no stop asked");
             return;
         }
-        if (replay && !ReplayLastRead(stream, proc, host, previous, run)) {
-            run.problems.push_back("read " + std::to_string(run.steps) +
-                                   ", replayed from the stop before, rendered otherwise");
-            return;
+        if (replay) {
+            const std::string wrong = ReplayLastRead(stream, proc, host, previous, run);
+            if (!wrong.empty()) {
+                run.problems.push_back("at read " + std::to_string(run.steps) + ": " + wrong);
+                return;
+            }
         }
     }
     run.problems.push_back("no end of document after " + std::to_string(run.steps) + " reads");
