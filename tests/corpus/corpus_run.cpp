@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -31,40 +32,25 @@ uint64_t StepBudget(uint64_t size, bool replay) { return (replay ? size : size /
 // sub-document.
 uint64_t CallBudget(uint64_t size) { return 64 * size + 1000000; }
 
-class FileStream {
-public:
-    explicit FileStream(const std::string& path) : object_(FileObjectOpen(path.c_str())) {}
-    ~FileStream() {
-        if (object_) object_->Close(object_);
-    }
-    FileStream(const FileStream&) = delete;
-    FileStream& operator=(const FileStream&) = delete;
-    IoObject* get() const { return object_; }
-
-private:
-    IoObject* object_;
+struct CloseObject {
+    void operator()(IoObject* object) const { object->Close(object); }
 };
+using FileStream = std::unique_ptr<IoObject, CloseObject>;
 
-class FilterInstance {
-public:
-    explicit FilterInstance(LeanHost& host) : proc_(VwAllocProc()) {
-        if (!proc_) return;
-        void* handle = nullptr;
-        VwLocalUp(proc_, &handle, proc_);
-        HostSinkInstall(host, VwSetUser, VwSetSoRtn, proc_);
+// A filter instance with the host installed, freed at the end of the run.
+struct FilterInstance {
+    FilterProc* proc = VwAllocProc();
+    void* handle = nullptr;
+    explicit FilterInstance(LeanHost& host) {
+        if (!proc) return;
+        VwLocalUp(proc, &handle, proc);
+        HostSinkInstall(host, VwSetUser, VwSetSoRtn, proc);
     }
     ~FilterInstance() {
-        if (!proc_) return;
-        void* handle = nullptr;
-        VwLocalDown(proc_, &handle);
-        VwFreeProc(proc_);
+        if (!proc) return;
+        VwLocalDown(proc, &handle);
+        VwFreeProc(proc);
     }
-    FilterInstance(const FilterInstance&) = delete;
-    FilterInstance& operator=(const FilterInstance&) = delete;
-    FilterProc* get() const { return proc_; }
-
-private:
-    FilterProc* proc_;
 };
 
 bool IsRefusal(int16_t code) {
@@ -90,7 +76,7 @@ struct SavedStop {
 // and checks it renders the same, then puts back the state of this stop,
 // which becomes `previous`. Answers what went wrong, or nothing.
 std::string ReplayLastRead(IoObject* stream, FilterProc* proc, LeanHost& host, SavedStop& previous,
-                           CorpusRun& run) {
+                           uint64_t& reads) {
     SavedStop here{SaveState(proc), host.state()};
     // All a read depends on is in the saved state: the same state at two
     // stops in a row means the reads have stopped making progress.
@@ -99,7 +85,7 @@ std::string ReplayLastRead(IoObject* stream, FilterProc* proc, LeanHost& host, S
     if (!previous.filter.empty()) {
         host.SetState(previous.host);
         VwSetData(previous.filter.data(), proc);
-        ++run.steps;
+        ++reads;
         host.BeginHostCall();
         same = VwStreamRead(stream, proc) == 0 && host.state().readDigest == here.host.readDigest;
         host.SetState(here.host);
@@ -115,54 +101,36 @@ void ReadDocument(IoObject* stream, FilterProc* proc, LeanHost& host, uint64_t b
                   CorpusRun& run) {
     bool sectionDue = true;
     SavedStop previous;
-    while (run.steps < budget) {
+    for (uint64_t reads = 0; reads < budget; ++reads) {
         if (sectionDue) {
             sectionDue = false;
             previous.filter.clear();  // replays stay inside one section
-            ++run.sections;
             host.BeginHostCall();
-            const int16_t code = VwStreamSection(stream, proc);
-            if (code != 0) {
-                run.problems.push_back("VwStreamSection answered " + std::to_string(code));
-                return;
-            }
+            if (const int16_t code = VwStreamSection(stream, proc))
+                return run.problems.push_back("VwStreamSection answered " + std::to_string(code));
         }
-        ++run.steps;
         host.BeginHostCall();
-        const int16_t code = VwStreamRead(stream, proc);
-        if (code != 0) {
-            run.problems.push_back("VwStreamRead answered " + std::to_string(code));
-            return;
-        }
-        if (host.runaway()) {
-            run.problems.push_back("output kept coming past " + std::to_string(host.calls()) +
-                                   " host calls");
-            return;
-        }
-        if (host.endBreak == BRK_DOCUMENT_END) {
+        std::string wrong;
+        if (const int16_t code = VwStreamRead(stream, proc)) {
+            wrong = "VwStreamRead answered " + std::to_string(code);
+        } else if (host.runaway()) {
+            wrong = "output kept coming past the call budget";
+        } else if (host.endBreak == BRK_DOCUMENT_END) {
             run.ended = true;
             run.digest = host.state().digest;
             return;
-        }
-        if (host.endBreak == BRK_SECTION_END) {
+        } else if (host.endBreak == BRK_SECTION_END) {
             sectionDue = true;
-            continue;
-        }
-        if (!host.stoppedThisCall()) {
+        } else if (!host.stoppedThisCall()) {
             // Neither an end nor a stop the host asked for: a host that reads
             // on gets the same again and never finishes.
-            run.problems.push_back("a read came back with no end break and no stop asked");
-            return;
+            wrong = "a read came back with no end break and no stop asked";
+        } else if (replay) {
+            wrong = ReplayLastRead(stream, proc, host, previous, reads);
         }
-        if (replay) {
-            const std::string wrong = ReplayLastRead(stream, proc, host, previous, run);
-            if (!wrong.empty()) {
-                run.problems.push_back("at read " + std::to_string(run.steps) + ": " + wrong);
-                return;
-            }
-        }
+        if (!wrong.empty()) return run.problems.push_back("at read " + std::to_string(reads) + ": " + wrong);
     }
-    run.problems.push_back("no end of document after " + std::to_string(run.steps) + " reads");
+    run.problems.push_back("no end of document after " + std::to_string(budget) + " reads");
 }
 
 // Reads one sub-document object from its start to its end, within a budget
@@ -193,8 +161,7 @@ void ReadSubdocument(IoObject* object, uint64_t byteBudget, LeanHost& host) {
 }
 
 // Opens what every VwDoSpecial recipe of the run names, reads it, ends it.
-void ReadSubdocuments(IoObject* stream, FilterProc* proc, LeanHost& host, uint64_t size,
-                      CorpusRun& run) {
+void ReadSubdocuments(IoObject* stream, FilterProc* proc, LeanHost& host, uint64_t size) {
     for (const auto& [a, b] : host.specials()) {
         IoObject* object = nullptr;
         const int16_t code = VwDoSpecial(stream, a, &object, b, 0, 0, proc);
@@ -203,7 +170,6 @@ void ReadSubdocuments(IoObject* stream, FilterProc* proc, LeanHost& host, uint64
                          (object ? " with an object" : " without an object"));
         }
         if (!object) continue;
-        ++run.subdocuments;
         ReadSubdocument(object, CallBudget(size), host);
         object->Close(object);
     }
@@ -220,10 +186,9 @@ void ReadPastEnd(IoObject* stream, FilterProc* proc, LeanHost& host, CorpusRun& 
 }  // namespace
 
 uint16_t IdentifyCorpusFile(const std::string& path) {
-    FileStream stream(path);
+    FileStream stream(FileObjectOpen(path.c_str()));
     uint16_t formatId = FI_UNKNOWN;
-    if (!stream.get()) return formatId;
-    IdentifyHandle(stream.get(), 0, &formatId);
+    if (stream) IdentifyHandle(stream.get(), 0, &formatId);
     return formatId;
 }
 
@@ -235,25 +200,20 @@ CorpusRun RunStream(IoObject* stream, uint64_t size, const CorpusRunOptions& opt
     LeanHost host;
     host.StopAtEveryParagraph(options.replay);
     host.SetCallLimit(CallBudget(size));
-    FilterInstance proc(host);
-    if (!proc.get()) {
-        run.problems.push_back("VwAllocProc answered null");
-        return run;
-    }
+    FilterInstance instance(host);
+    FilterProc* proc = instance.proc;
     VwOpenInfo info{};
     host.BeginHostCall();
-    run.openCode = VwStreamOpen(stream, options.formatId, 0, &info, proc.get());
+    run.openCode = proc ? VwStreamOpen(stream, options.formatId, 0, &info, proc) : int16_t{VW_ERR_NOT_MINE};
     if (run.openCode == 0) {
-        ReadDocument(stream, proc.get(), host, StepBudget(size, options.replay), options.replay, run);
-        if (run.ended) ReadPastEnd(stream, proc.get(), host, run);
-        if (options.readSubdocuments) ReadSubdocuments(stream, proc.get(), host, size, run);
-        VwStreamClose(stream, proc.get());
+        ReadDocument(stream, proc, host, StepBudget(size, options.replay), options.replay, run);
+        if (run.ended) ReadPastEnd(stream, proc, host, run);
+        if (options.readSubdocuments) ReadSubdocuments(stream, proc, host, size);
+        VwStreamClose(stream, proc);
         host.CheckAllClosed();
     } else if (!IsRefusal(run.openCode)) {
         run.problems.push_back("VwStreamOpen answered " + std::to_string(run.openCode));
     }
-    run.calls = host.calls();
-    run.paragraphs = host.paragraphs();
     for (const std::string& problem : host.problems()) run.problems.push_back(problem);
     if (host.problemCount() > host.problems().size())
         run.problems.push_back("and " + std::to_string(host.problemCount() - host.problems().size()) +
@@ -266,13 +226,11 @@ CorpusRun RunStream(IoObject* stream, uint64_t size, const CorpusRunOptions& opt
 CorpusRun RunCorpusFile(const std::string& path, const CorpusRunOptions& options) {
     std::error_code error;
     const uint64_t size = fs::file_size(path, error);
-    FileStream stream(path);
-    if (error || !stream.get()) {
-        CorpusRun run;
-        run.problems.push_back("cannot open the file");
-        return run;
-    }
-    return RunStream(stream.get(), size, options);
+    FileStream stream(FileObjectOpen(path.c_str()));
+    if (!error && stream) return RunStream(stream.get(), size, options);
+    CorpusRun run;
+    run.problems.push_back("cannot open the file");
+    return run;
 }
 
 CorpusRun RunCorpusBytes(std::string_view bytes, const CorpusRunOptions& options) {

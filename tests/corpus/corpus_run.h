@@ -14,13 +14,8 @@
 
 struct CorpusRun {
     int16_t openCode = 0;
-    size_t steps = 0;          // VwStreamRead calls
-    size_t sections = 0;       // VwStreamSection calls
-    bool ended = false;        // a break of kind 2 was reached
-    uint64_t calls = 0;        // host calls
-    uint64_t paragraphs = 0;
-    uint64_t digest = 0;       // of the rendered output up to the end (lean_host.h)
-    size_t subdocuments = 0;   // objects VwDoSpecial handed out
+    bool ended = false;   // a break of kind 2 was reached
+    uint64_t digest = 0;  // of the rendered output up to the end (lean_host.h)
     std::vector<std::string> problems;  // empty when the run kept every rule
 };
 

@@ -55,10 +55,6 @@ public:
     void SetState(const State& state) { s_ = state; }
     bool runaway() const { return runaway_; }
 
-    uint64_t calls() const { return calls_; }
-    uint64_t characters() const { return characters_; }
-    uint64_t paragraphs() const { return paragraphs_; }
-
     // Spans, tables and declarations still open; call once the document is
     // done.
     void CheckAllClosed() {
@@ -82,7 +78,6 @@ public:
 
     int32_t PutChar(uint32_t ch) override {
         Count();
-        ++characters_;
         Render(0, ch);
         if (ch > 0xFFFFu) Problem("character " + Hex(ch) + " does not fit 16 bits");
         return 0;
@@ -99,7 +94,6 @@ public:
         if (zero != 0) Problem("break with second argument " + Hex(zero));
         switch (kind) {
         case BRK_PARAGRAPH:
-            ++paragraphs_;
             if (stopAll_ || runaway_) {
                 ++stopsThisCall_;
                 return 1;
@@ -230,8 +224,6 @@ private:
     State s_;
     uint64_t callLimit_ = UINT64_MAX;
     uint64_t calls_ = 0;
-    uint64_t characters_ = 0;
-    uint64_t paragraphs_ = 0;
     uint64_t stopsThisCall_ = 0;
     std::vector<std::pair<uint32_t, uint32_t>> specials_;
     std::vector<std::string> problems_;
