@@ -3,8 +3,9 @@
 // with the lean host, and lists the files of the corpus in tests/data.
 //
 // The run is bounded: a document that neither ends nor stops within its
-// step budget, or that keeps emitting past its call budget, is a failure
-// here, not a hang of the test program.
+// read budget (replays included), that keeps emitting past its call budget,
+// or whose saved state stays the same from one stop to the next, is a
+// failure here, not a hang of the test program.
 #pragma once
 
 #include <cstdint>
