@@ -179,7 +179,7 @@ TEST_F(AttachmentRow, UnnamedLinkUsesTheFixedText) {
 }
 
 std::string Corpus(const std::string& path) {
-    return ReadWholeFile(std::string(MAILSIFT_CORPUS_DIR) + "/" + path);
+    return ReadWholeFile(std::string(MAILSIFT_DATA_DIR) + "/" + path);
 }
 
 TEST(HeaderDisplayCorpus, EncodedWordsInEveryKnownField) {

@@ -17,7 +17,7 @@ namespace {
 const std::string kExamples = std::string(MAILSIFT_SOURCE_DIR) + "/examples/";
 
 std::string WriteTemp(const std::string& name, const std::string& bytes) {
-    const std::string path = std::string(testing::TempDir()) + name;
+    const std::string path = (OwnTempFolder() / name).string();
     std::ofstream(path, std::ios::binary) << bytes;
     return path;
 }
@@ -138,7 +138,7 @@ TEST(Cli, UsageAndInputErrorsHaveTheirOwnStatus) {
 TEST(Cli, SurvivesTheDeliberatelyBrokenCorpusFiles) {
     int tried = 0;
     for (const auto& entry :
-         std::filesystem::recursive_directory_iterator(MAILSIFT_CORPUS_DIR)) {
+         std::filesystem::recursive_directory_iterator(MAILSIFT_DATA_DIR)) {
         if (!entry.is_regular_file()) continue;
         std::string name = entry.path().filename().string();
         std::transform(name.begin(), name.end(), name.begin(), ::tolower);

@@ -14,16 +14,17 @@ namespace {
 namespace fs = std::filesystem;
 
 const std::string kExamples = std::string(MAILSIFT_SOURCE_DIR) + "/examples/";
-const std::string kCorpus = std::string(MAILSIFT_CORPUS_DIR) + "/";
+const std::string kCorpus = std::string(MAILSIFT_DATA_DIR) + "/";
 
 fs::path FreshDirectory(const std::string& name) {
-    const fs::path dir = fs::path(testing::TempDir()) / name;
+    const fs::path dir = OwnTempFolder() / name;
     fs::remove_all(dir);
+    fs::create_directories(dir.parent_path());
     return dir;
 }
 
 std::string WriteTemp(const std::string& name, const std::string& bytes) {
-    const std::string path = std::string(testing::TempDir()) + name;
+    const std::string path = (OwnTempFolder() / name).string();
     std::ofstream(path, std::ios::binary) << bytes;
     return path;
 }
@@ -123,7 +124,10 @@ TEST(ExtractCommand, HostileAndMissingNamesBecomeSafeFiles) {
         "Content-Transfer-Encoding: base64\n\n" + Base64Lines(pdf) + "\n"
         "--b\nContent-Type: text/plain\nContent-Disposition: attachment;\n"
         " filename=\"=?utf-8?B?R3LDvMOfZS50eHQ=?=\"\n\nGruesse\n--b--\n";
-    const fs::path dir = FreshDirectory("extract-hostile");
+    // Two levels down in a folder of our own: "../../x" from there lands in
+    // it, where nothing else can have made an x.
+    ASSERT_FALSE(OwnTempFolder().empty());
+    const fs::path dir = FreshDirectory("hostile/extract");
     const CliResult run = RunCli({"extract", "-o", dir.string(), WriteTemp("names.eml", mail)});
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(ReadWholeFile((dir / "_.._x_evil.sh").string()), shell);
@@ -134,6 +138,7 @@ TEST(ExtractCommand, HostileAndMissingNamesBecomeSafeFiles) {
     for (const auto& entry : fs::directory_iterator(dir)) files += entry.is_regular_file();
     EXPECT_EQ(files, 3);
     EXPECT_FALSE(fs::exists(dir.parent_path() / "x"));
+    EXPECT_FALSE(fs::exists(OwnTempFolder() / "x"));
 }
 
 TEST(ViewJson, AttachmentsCarryTheirDecodedType) {

@@ -71,7 +71,7 @@ std::vector<std::string> NamesOf(const std::string& path) {
 }
 
 TEST(Names, ViewLsAndExtractAgree) {
-    const std::string corpus = std::string(MAILSIFT_CORPUS_DIR) + "/";
+    const std::string corpus = std::string(MAILSIFT_DATA_DIR) + "/";
     for (const char* mail : {"mailparser/test/fixtures/nodemailer.eml",
                              "mikel-mail/emails/attachment_emails/attachment_with_quoted_filename.eml",
                              "mikel-mail/emails/multi_charset/japanese_attachment.eml",

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -21,50 +22,35 @@ namespace {
 // A read that never stops runs to the end of a section, so a document needs
 // about one step per section; a read that stops at every paragraph needs one
 // per body line, and a body line costs at least two bytes of input (a
-// character and its line end; an HTML break tag costs more).
-uint64_t StepBudget(uint64_t size, bool stopEveryParagraph) {
-    return (stopEveryParagraph ? size / 2 : size / 10) + 10000;
-}
+// character and its line end; an HTML break tag costs more). Each replay is
+// one read more.
+uint64_t StepBudget(uint64_t size, bool replay) { return (replay ? size : size / 10) + 10000; }
 
 // Rendered output is at most a few calls per input byte (a character and its
-// attributes); decompressed RTF inside TNEF can grow, so the margin is wide.
-// The same bound serves for the bytes of one sub-document.
+// attributes); decompressed RTF inside TNEF can grow, so the margin is wide,
+// and covers the replays too. The same bound serves for the bytes of one
+// sub-document.
 uint64_t CallBudget(uint64_t size) { return 64 * size + 1000000; }
 
-class FileStream {
-public:
-    explicit FileStream(const std::string& path) : object_(FileObjectOpen(path.c_str())) {}
-    ~FileStream() {
-        if (object_) object_->Close(object_);
-    }
-    FileStream(const FileStream&) = delete;
-    FileStream& operator=(const FileStream&) = delete;
-    IoObject* get() const { return object_; }
-
-private:
-    IoObject* object_;
+struct CloseObject {
+    void operator()(IoObject* object) const { object->Close(object); }
 };
+using FileStream = std::unique_ptr<IoObject, CloseObject>;
 
-class FilterInstance {
-public:
-    explicit FilterInstance(LeanHost& host) : proc_(VwAllocProc()) {
-        if (!proc_) return;
-        void* handle = nullptr;
-        VwLocalUp(proc_, &handle, proc_);
-        HostSinkInstall(host, VwSetUser, VwSetSoRtn, proc_);
+// A filter instance with the host installed, freed at the end of the run.
+struct FilterInstance {
+    FilterProc* proc = VwAllocProc();
+    void* handle = nullptr;
+    explicit FilterInstance(LeanHost& host) {
+        if (!proc) return;
+        VwLocalUp(proc, &handle, proc);
+        HostSinkInstall(host, VwSetUser, VwSetSoRtn, proc);
     }
     ~FilterInstance() {
-        if (!proc_) return;
-        void* handle = nullptr;
-        VwLocalDown(proc_, &handle);
-        VwFreeProc(proc_);
+        if (!proc) return;
+        VwLocalDown(proc, &handle);
+        VwFreeProc(proc);
     }
-    FilterInstance(const FilterInstance&) = delete;
-    FilterInstance& operator=(const FilterInstance&) = delete;
-    FilterProc* get() const { return proc_; }
-
-private:
-    FilterProc* proc_;
 };
 
 bool IsRefusal(int16_t code) {
@@ -72,50 +58,79 @@ bool IsRefusal(int16_t code) {
            code == VW_ERR_DECLINED;
 }
 
-// Sections and reads until the document ends, the budget is spent, or a
-// rule is broken. Fills the counts of `run`.
-void ReadDocument(IoObject* stream, FilterProc* proc, LeanHost& host, uint64_t budget,
+std::vector<uint8_t> SaveState(FilterProc* proc) {
+    uint16_t size = 0;
+    VwGetInfo(&size, 1);
+    std::vector<uint8_t> data(size);
+    VwGetData(data.data(), proc);
+    return data;
+}
+
+// The filter and host states saved at the last stop.
+struct SavedStop {
+    std::vector<uint8_t> filter;
+    LeanHost::State host;
+};
+
+// At a stop: goes back to `previous`, reads the slice up to here once more
+// and checks it renders the same, then puts back the state of this stop,
+// which becomes `previous`. Answers what went wrong, or nothing.
+std::string ReplayLastRead(IoObject* stream, FilterProc* proc, LeanHost& host, SavedStop& previous,
+                           uint64_t& reads) {
+    SavedStop here{SaveState(proc), host.state()};
+    // All a read depends on is in the saved state: the same state at two
+    // stops in a row means the reads have stopped making progress.
+    if (here.filter == previous.filter) return "the state saved at two stops in a row is the same";
+    bool same = true;
+    if (!previous.filter.empty()) {
+        host.SetState(previous.host);
+        VwSetData(previous.filter.data(), proc);
+        ++reads;
+        host.BeginHostCall();
+        same = VwStreamRead(stream, proc) == 0 && host.state().readDigest == here.host.readDigest;
+        host.SetState(here.host);
+        VwSetData(here.filter.data(), proc);
+    }
+    previous = std::move(here);
+    return same ? "" : "a read replayed from the stop before rendered otherwise";
+}
+
+// Sections and reads until the document ends, the budget of reads is spent,
+// or a rule is broken. Fills the counts of `run`.
+void ReadDocument(IoObject* stream, FilterProc* proc, LeanHost& host, uint64_t budget, bool replay,
                   CorpusRun& run) {
     bool sectionDue = true;
-    while (run.steps < budget) {
+    SavedStop previous;
+    for (uint64_t reads = 0; reads < budget; ++reads) {
         if (sectionDue) {
             sectionDue = false;
-            ++run.sections;
+            previous.filter.clear();  // replays stay inside one section
             host.BeginHostCall();
-            const int16_t code = VwStreamSection(stream, proc);
-            if (code != 0) {
-                run.problems.push_back("VwStreamSection answered " + std::to_string(code));
-                return;
-            }
+            if (const int16_t code = VwStreamSection(stream, proc))
+                return run.problems.push_back("VwStreamSection answered " + std::to_string(code));
         }
-        ++run.steps;
         host.BeginHostCall();
-        const int16_t code = VwStreamRead(stream, proc);
-        if (code != 0) {
-            run.problems.push_back("VwStreamRead answered " + std::to_string(code));
-            return;
-        }
-        if (host.runaway()) {
-            run.problems.push_back("output kept coming past " + std::to_string(host.calls()) +
-                                   " host calls");
-            return;
-        }
-        if (host.endBreak == BRK_DOCUMENT_END) {
+        std::string wrong;
+        if (const int16_t code = VwStreamRead(stream, proc)) {
+            wrong = "VwStreamRead answered " + std::to_string(code);
+        } else if (host.runaway()) {
+            wrong = "output kept coming past the call budget";
+        } else if (host.endBreak == BRK_DOCUMENT_END) {
             run.ended = true;
+            run.digest = host.state().digest;
             return;
-        }
-        if (host.endBreak == BRK_SECTION_END) {
+        } else if (host.endBreak == BRK_SECTION_END) {
             sectionDue = true;
-            continue;
-        }
-        if (!host.stoppedThisCall()) {
+        } else if (!host.stoppedThisCall()) {
             // Neither an end nor a stop the host asked for: a host that reads
             // on gets the same again and never finishes.
-            run.problems.push_back("a read came back with no end break and no stop asked");
-            return;
+            wrong = "a read came back with no end break and no stop asked";
+        } else if (replay) {
+            wrong = ReplayLastRead(stream, proc, host, previous, reads);
         }
+        if (!wrong.empty()) return run.problems.push_back("at read " + std::to_string(reads) + ": " + wrong);
     }
-    run.problems.push_back("no end of document after " + std::to_string(run.steps) + " reads");
+    run.problems.push_back("no end of document after " + std::to_string(budget) + " reads");
 }
 
 // Reads one sub-document object from its start to its end, within a budget
@@ -146,8 +161,7 @@ void ReadSubdocument(IoObject* object, uint64_t byteBudget, LeanHost& host) {
 }
 
 // Opens what every VwDoSpecial recipe of the run names, reads it, ends it.
-void ReadSubdocuments(IoObject* stream, FilterProc* proc, LeanHost& host, uint64_t size,
-                      CorpusRun& run) {
+void ReadSubdocuments(IoObject* stream, FilterProc* proc, LeanHost& host, uint64_t size) {
     for (const auto& [a, b] : host.specials()) {
         IoObject* object = nullptr;
         const int16_t code = VwDoSpecial(stream, a, &object, b, 0, 0, proc);
@@ -156,7 +170,6 @@ void ReadSubdocuments(IoObject* stream, FilterProc* proc, LeanHost& host, uint64
                          (object ? " with an object" : " without an object"));
         }
         if (!object) continue;
-        ++run.subdocuments;
         ReadSubdocument(object, CallBudget(size), host);
         object->Close(object);
     }
@@ -173,10 +186,9 @@ void ReadPastEnd(IoObject* stream, FilterProc* proc, LeanHost& host, CorpusRun& 
 }  // namespace
 
 uint16_t IdentifyCorpusFile(const std::string& path) {
-    FileStream stream(path);
+    FileStream stream(FileObjectOpen(path.c_str()));
     uint16_t formatId = FI_UNKNOWN;
-    if (!stream.get()) return formatId;
-    IdentifyHandle(stream.get(), 0, &formatId);
+    if (stream) IdentifyHandle(stream.get(), 0, &formatId);
     return formatId;
 }
 
@@ -186,27 +198,22 @@ namespace {
 CorpusRun RunStream(IoObject* stream, uint64_t size, const CorpusRunOptions& options) {
     CorpusRun run;
     LeanHost host;
-    host.StopAtEveryParagraph(options.stopEveryParagraph);
+    host.StopAtEveryParagraph(options.replay);
     host.SetCallLimit(CallBudget(size));
-    FilterInstance proc(host);
-    if (!proc.get()) {
-        run.problems.push_back("VwAllocProc answered null");
-        return run;
-    }
+    FilterInstance instance(host);
+    FilterProc* proc = instance.proc;
     VwOpenInfo info{};
     host.BeginHostCall();
-    run.openCode = VwStreamOpen(stream, options.formatId, 0, &info, proc.get());
+    run.openCode = proc ? VwStreamOpen(stream, options.formatId, 0, &info, proc) : int16_t{VW_ERR_NOT_MINE};
     if (run.openCode == 0) {
-        ReadDocument(stream, proc.get(), host, StepBudget(size, options.stopEveryParagraph), run);
-        if (run.ended) ReadPastEnd(stream, proc.get(), host, run);
-        if (options.readSubdocuments) ReadSubdocuments(stream, proc.get(), host, size, run);
-        VwStreamClose(stream, proc.get());
+        ReadDocument(stream, proc, host, StepBudget(size, options.replay), options.replay, run);
+        if (run.ended) ReadPastEnd(stream, proc, host, run);
+        if (options.readSubdocuments) ReadSubdocuments(stream, proc, host, size);
+        VwStreamClose(stream, proc);
         host.CheckAllClosed();
     } else if (!IsRefusal(run.openCode)) {
         run.problems.push_back("VwStreamOpen answered " + std::to_string(run.openCode));
     }
-    run.calls = host.calls();
-    run.paragraphs = host.paragraphs();
     // No host routine may be called with user words other than the host's.
     if (host.strayCalls != 0)
         run.problems.push_back(std::to_string(host.strayCalls) + " host calls with foreign user words");
@@ -222,13 +229,11 @@ CorpusRun RunStream(IoObject* stream, uint64_t size, const CorpusRunOptions& opt
 CorpusRun RunCorpusFile(const std::string& path, const CorpusRunOptions& options) {
     std::error_code error;
     const uint64_t size = fs::file_size(path, error);
-    FileStream stream(path);
-    if (error || !stream.get()) {
-        CorpusRun run;
-        run.problems.push_back("cannot open the file");
-        return run;
-    }
-    return RunStream(stream.get(), size, options);
+    FileStream stream(FileObjectOpen(path.c_str()));
+    if (!error && stream) return RunStream(stream.get(), size, options);
+    CorpusRun run;
+    run.problems.push_back("cannot open the file");
+    return run;
 }
 
 CorpusRun RunCorpusBytes(std::string_view bytes, const CorpusRunOptions& options) {
@@ -236,7 +241,7 @@ CorpusRun RunCorpusBytes(std::string_view bytes, const CorpusRunOptions& options
     return RunStream(stream.get(), bytes.size(), options);
 }
 
-std::string CorpusRoot() { return MAILSIFT_CORPUS_DIR; }
+std::string CorpusRoot() { return MAILSIFT_DATA_DIR; }
 
 std::vector<std::string> CorpusFolders() {
     std::vector<std::string> folders;

@@ -106,7 +106,7 @@ inline Bytes DecodeBytes(uint32_t code, const Bytes& data, uint32_t chunk = 6553
 
 inline Bytes TextBytes(const std::string& text) { return Bytes(text.begin(), text.end()); }
 inline Bytes FileBytes(const std::string& path) { return TextBytes(ReadWholeFile(path)); }
-inline std::string CorpusPath(const std::string& relative) { return MAILSIFT_CORPUS_DIR "/" + relative; }
+inline std::string CorpusPath(const std::string& relative) { return MAILSIFT_DATA_DIR "/" + relative; }
 
 // Feeds a decoder straight, growing its input a few bytes at a time and with
 // little output room, as an adversarial reader of the base would.

@@ -92,7 +92,7 @@ std::string NameOf(const std::string& file) {
 }
 
 TEST(BinHexStreamTest, NamesOfRealFiles) {
-    std::string corpus = MAILSIFT_CORPUS_DIR;
+    std::string corpus = MAILSIFT_DATA_DIR;
     EXPECT_EQ(NameOf(ReadWholeFile(corpus + "/uudeview/test/binhex.good.msg")), "test.txt");
     EXPECT_EQ(NameOf(ReadWholeFile(corpus + "/convert-binhex/testin/eyeball.gif.hqx")), "eyeball.gif");
     EXPECT_EQ(NameOf("(This file must be converted with BinHex 4.0)\r\n:" + Symbols({0, 1, 2}) + ":"), "");

@@ -16,7 +16,7 @@ namespace {
 using encoded_test::Classified;
 
 std::vector<Classified> ClassifyFile(const std::string& relative) {
-    std::string bytes = ReadWholeFile(std::string(MAILSIFT_CORPUS_DIR) + "/" + relative);
+    std::string bytes = ReadWholeFile(std::string(MAILSIFT_DATA_DIR) + "/" + relative);
     EXPECT_FALSE(bytes.empty()) << relative;
     MemoryObject stream(bytes);
     TextBuffer line{};

@@ -93,7 +93,7 @@ TEST_F(SnifferBeginTest, ManyOpeningsWithoutEndStayLinear) {
 }
 
 TEST_F(SnifferBeginTest, RealFilesFromTheCorpus) {
-    std::string dir = std::string(MAILSIFT_CORPUS_DIR) + "/uudeview/test/";
+    std::string dir = std::string(MAILSIFT_DATA_DIR) + "/uudeview/test/";
     std::string uu = ReadWholeFile(dir + "plain-uuencode.good.msg");
     std::string body = uu.substr(uu.find("\n\n") + 2);
     EXPECT_EQ(SniffPart(body), TC_UUENCODE);

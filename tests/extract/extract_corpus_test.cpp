@@ -248,7 +248,7 @@ bool WrittenUnderItsName(const Payload& payload, const std::map<std::string, std
 
 std::vector<fs::path> CorpusFiles() {
     std::vector<fs::path> files;
-    for (const auto& entry : fs::recursive_directory_iterator(MAILSIFT_CORPUS_DIR))
+    for (const auto& entry : fs::recursive_directory_iterator(MAILSIFT_DATA_DIR))
         if (entry.is_regular_file() && entry.path().extension() != ".md")
             files.push_back(entry.path());
     std::sort(files.begin(), files.end());
@@ -266,7 +266,7 @@ TEST(ExtractCorpus, WritesWhatAnIndependentDecoderFindsInEveryMail) {
     int extracted = 0, compared = 0, named = 0;
     std::set<std::pair<std::string, std::string>> found;
     for (const auto& [index, payloads] : reference) {
-        const std::string relative = fs::relative(mails[index], MAILSIFT_CORPUS_DIR).string();
+        const std::string relative = fs::relative(mails[index], MAILSIFT_DATA_DIR).string();
         const fs::path out = work / std::to_string(index);
         const CliResult run = RunCli({"extract", "-o", out.string(), mails[index].string()});
         ASSERT_EQ(run.signal, 0) << relative;
@@ -313,7 +313,7 @@ TEST(ExtractCorpus, WritesWhatAnIndependentDecoderFindsInEveryMail) {
 // out decoded, under its name, byte for byte what the reference decodes.
 TEST(ExtractCorpus, AttachmentBehindTwoClosingLevels) {
     const fs::path mail =
-        fs::path(MAILSIFT_CORPUS_DIR) / "comm-central/mail/test/browser/message-window/data/test-alt-rel-with-attach.eml";
+        fs::path(MAILSIFT_DATA_DIR) / "comm-central/mail/test/browser/message-window/data/test-alt-rel-with-attach.eml";
     const fs::path work = fs::path(testing::TempDir()) / "mailsift-extract-layout";
     fs::remove_all(work);
     fs::create_directories(work);

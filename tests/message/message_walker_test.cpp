@@ -18,7 +18,7 @@ std::string Mixed(const std::string& children, const char* boundary = "XX") {
            "\"\n\npreamble\n" + children;
 }
 
-std::string Corpus(const char* path) { return ReadWholeFile(std::string(MAILSIFT_CORPUS_DIR) + "/" + path); }
+std::string Corpus(const char* path) { return ReadWholeFile(std::string(MAILSIFT_DATA_DIR) + "/" + path); }
 
 }  // namespace
 
@@ -215,7 +215,7 @@ void ExpectWithinBounds(const Walked& walked, const std::string& text, const std
 
 TEST(WalkMessageCorpus, EveryFileWalksWithinItsBounds) {
     size_t files = 0;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(MAILSIFT_CORPUS_DIR)) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(MAILSIFT_DATA_DIR)) {
         if (!entry.is_regular_file()) continue;
         const std::string text = ReadWholeFile(entry.path().string());
         Walked walked(text);

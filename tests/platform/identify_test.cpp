@@ -28,7 +28,7 @@ uint16_t Identify(const std::string& bytes) { return IdentifyObject(MemoryObject
 uint16_t Special(const std::string& bytes) { return IdentifySpecial(MemoryObject(bytes).get(), 4050); }
 
 std::string Corpus(const std::string& relative) {
-    return ReadWholeFile(std::string(MAILSIFT_CORPUS_DIR) + "/" + relative);
+    return ReadWholeFile(std::string(MAILSIFT_DATA_DIR) + "/" + relative);
 }
 
 std::string SomeBinary(size_t n) {

@@ -140,7 +140,7 @@ TEST(DoSpecial, CorpusAttachmentsOpenThroughTheirRecipe) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.file);
-        const std::string bytes = ReadWholeFile(std::string(MAILSIFT_CORPUS_DIR) + "/" + c.file);
+        const std::string bytes = ReadWholeFile(std::string(MAILSIFT_DATA_DIR) + "/" + c.file);
         ASSERT_FALSE(bytes.empty());
         RecordingHost host;
         MemoryObject mail(bytes);
