@@ -51,6 +51,7 @@ constexpr const char* kReferenceKeepsRaw = "the reference does not decode BinHex
 constexpr const char* kDamagedClosing =
     "the closing delimiter is damaged, so the part runs over the epilogue to the next outer delimiter and no longer passes as base64";
 constexpr const char* kNoInnerDelimiter = "a nested multipart without any delimiter is one part that runs to the end of the mail";
+constexpr const char* kNoMacCyrillic = "the reference has no converter named x-mac-cyrillic and reads the name as garbage";
 constexpr const char* kWordsInQuotes = "the name holds encoded words inside a quoted string: decoded here, kept as they stand by the reference";
 
 struct Difference {
@@ -60,6 +61,8 @@ struct Difference {
 };
 
 const Difference kDifferences[] = {
+    {"names/mac-cyrillic.eml", "name:\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD.txt", kNoMacCyrillic},
+    {"names/mac-cyrillic.eml", "\xD0\xBE\xD1\x82\xD1\x87\xD1\x91\xD1\x82.txt", kTooShortForBase64},
     {"comm-central/mail/components/extensions/test/xpcshell/messages/nestedMessageNoContentDispositionHeader.eml", "name:greenPixel.png", kInsideMessage},
     {"comm-central/mail/components/extensions/test/xpcshell/messages/nestedMessageNoContentDispositionHeader.eml", "name:redPixel.png", kInsideMessage},
     {"comm-central/mail/components/extensions/test/xpcshell/messages/nestedMessageNoContentDispositionHeader.eml", "name:whitePixel.png", kInsideMessage},
