@@ -124,14 +124,11 @@ TEST(Cli, RefusesWhatIsNoMailInWordsWithStatusOne) {
 }
 
 TEST(Cli, UsageAndInputErrorsHaveTheirOwnStatus) {
-    EXPECT_EQ(RunCli({}).status, 2);
-    EXPECT_EQ(RunCli({"frobnicate"}).status, 2);
-    EXPECT_EQ(RunCli({"view"}).status, 2);
-    EXPECT_EQ(RunCli({"view", "--format", "pdf", kExamples + "welcome.eml"}).status, 2);
-    EXPECT_EQ(RunCli({"view", "--as", "70000", kExamples + "welcome.eml"}).status, 2);
-    EXPECT_EQ(RunCli({"view", "--as", kExamples + "welcome.eml"}).status, 2);
-    EXPECT_EQ(RunCli({"view", "--bogus", kExamples + "welcome.eml"}).status, 2);
-    EXPECT_EQ(RunCli({"view", kExamples + "welcome.eml", kExamples + "tiny.eml"}).status, 2);
+    const std::string mail = kExamples + "welcome.eml";
+    for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
+             {}, {"frobnicate"}, {"view"}, {"view", "--format", "pdf", mail}, {"view", "--as", "70000", mail},
+             {"view", "--as", mail}, {"view", "--bogus", mail}, {"view", mail, kExamples + "tiny.eml"}})
+        EXPECT_EQ(RunCli(args).status, 2) << testing::PrintToString(args);
     EXPECT_EQ(RunCli({"--help"}).status, 0);
 
     CliResult run = RunCli({"view", "/nonexistent/mail.eml"});
