@@ -13,22 +13,24 @@
 
 namespace {
 
-// The compact calls for `value`; lineBufSize 0 leaves the proc without a line buffer.
-std::string Shown(const char* value, uint32_t lineBufSize = 0) {
-    HostedProc hosted;
+// `value` shown through a fresh proc, its calls kept in `hosted`;
+// lineBufSize 0 leaves the proc without a line buffer.
+void Put(HostedProc& hosted, const char* value, uint32_t lineBufSize = 0) {
     if (lineBufSize) {
         EXPECT_EQ(TextBufferAlloc(&hosted.proc()->lineBuf, lineBufSize), 0);
     }
     PutEncodedText(value, hosted.proc());
+}
+
+std::string Shown(const char* value, uint32_t lineBufSize = 0) {
+    HostedProc hosted;
+    Put(hosted, value, lineBufSize);
     return hosted.Compact();
 }
 
 size_t PutChars(const std::string& value, uint32_t lineBufSize = 0) {
     HostedProc hosted;
-    if (lineBufSize) {
-        EXPECT_EQ(TextBufferAlloc(&hosted.proc()->lineBuf, lineBufSize), 0);
-    }
-    PutEncodedText(value.c_str(), hosted.proc());
+    Put(hosted, value.c_str(), lineBufSize);
     return hosted.host().Count(SO_PUTCHAR);
 }
 

@@ -1,9 +1,12 @@
-// The host kit's charset converter checked on its own.
+// The host kit's charset converter and the events lines of its recorded
+// calls, checked on their own.
 #include <gtest/gtest.h>
 
 #include <initializer_list>
 
 #include "hostkit/charset_convert.h"
+#include "host/constants.h"
+#include "tests/support/recording_host.h"
 
 namespace {
 
@@ -63,6 +66,30 @@ TEST(CharsetConverter, CharsetChangesKeepTheOrderOfText) {
     for (int i = 0; i < 300000; ++i) converter.Put('x');
     converter.Flush();
     EXPECT_EQ(converter.text().size(), 300000u);
+}
+
+// Texts are quoted with JSON escapes (a lone half of a pair as \u), link
+// arguments and rules as lists, large numbers in hex.
+TEST(EventsLines, TextsListsAndNumbers) {
+    RecordingHost host;
+    HostSink& sink = host;
+    uint32_t subdoc = 0, text = 0;
+    sink.NewSubdoc(&subdoc);
+    const uint32_t link[] = {0, subdoc, 1};
+    sink.BeginTag(TAG_LINK, subdoc, link);
+    sink.BeginTag(TAG_SIDE_TEXT, 1, nullptr);
+    sink.SetProperty(0xC1, 8, 1024, 0xFFFFFFFF);
+    const uint32_t rule[8] = {2, 0x200};
+    sink.PutRule(rule, 0, 255, 9360, 2);
+    const uint16_t quote[] = {'"', '\\', 0x00E9, 0xD83D, 0xDE00, 0xDC00};
+    sink.RegisterText(quote, 0x14B00000, 6, &text);
+    EXPECT_EQ(host.Transcript(),
+              "SoNewSubdoc => 1\n"
+              "SoBeginTag 0x8003000C 1 [0,1,1]\n"
+              "SoBeginTag 0xA00A0000 1 null\n"
+              "SoSetProperty 193 8 1024 0xFFFFFFFF\n"
+              "SoPutRule [2,512,0,0,0,0,0,0] 0 255 9360 2\n"
+              "SoRegisterText \"\\\"\\\\\xC3\xA9\xF0\x9F\x98\x80\\uDC00\" 0x14B00000 6 => 1\n");
 }
 
 }  // namespace

@@ -110,7 +110,8 @@ TEST(Multipart, AttachmentsAreRecordsAndLinks) {
         std::string header, body, name;
         uint32_t transferCode;
     } cases[] = {
-        {"Content-Type: application/pdf; name=\"report.pdf\"\r\n"
+        // The disposition's file name goes before the type's name.
+        {"Content-Type: application/pdf; name=\"by-type.pdf\"\r\n"
          "Content-Disposition: attachment; filename=\"report.pdf\"\r\nContent-Transfer-Encoding: base64",
          "JVBERi0xLjQKJcfsj6IKNSAwIG9iago8PC9MZW5ndGggNiAwIFI+PgpzdHJlYW0K", "report.pdf", TC_BASE64},
         {"Content-Type: image/png; name=\"dot.png\"", kPng, "dot.png", 0},

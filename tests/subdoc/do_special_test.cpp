@@ -1,6 +1,7 @@
 // VwDoSpecial as a host meets it: the requests that make no object, no
-// memory for the object, and real mails whose attachment link carries a
-// recipe that opens the attachment.
+// memory for the object, and the locator objects: a byte range of the
+// document (what an embedded message's link asks for) and a recorded chain
+// of steps.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -119,63 +120,85 @@ TEST_F(DoSpecialRequest, NoMemoryForTheObjectCallsBailOut) {
     object->Close(object);
 }
 
-// A mail's one attachment: the plan records it for the part the display
-// starts at, its link is the one-step recipe (0x100, 0, index), and following
-// it gives the attachment's own bytes under its file name. A raw attachment
-// stands at its end, a decoded one at its start.
-TEST(DoSpecial, CorpusAttachmentsOpenThroughTheirRecipe) {
-    const struct {
-        const char* file;
-        uint16_t format;
-        uint32_t transferCode;
-        const char* bodyStart;
-        const char* name;
-        std::string head, tail;
-        size_t minSize, maxSize;  // a raw part may keep the line end before its delimiter
-    } cases[] = {
-        {"mikel-mail/emails/attachment_emails/attachment_with_unquoted_name.eml", FI_INTERNET_MAIL, 0,
-         "Hi there.", "This is a test.txt", "Hi there.\r\n", "\r\n", 11, 13},
-        {"mime4j/mimetools-testmsgs/empty-preamble.msg", FI_MIME_FILE, TC_BASE64, "iVBOR", "dot.png",
-         "\x89PNG\r\n\x1A\n", std::string("\0\0\0\0IEND\xAE\x42\x60\x82", 12), 160, 160},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.file);
-        const std::string bytes = ReadWholeFile(std::string(MAILSIFT_DATA_DIR) + "/" + c.file);
-        ASSERT_FALSE(bytes.empty());
-        RecordingHost host;
-        MemoryObject mail(bytes);
-        FilterSession session(host);
-        ASSERT_EQ(session.Open(mail.get(), c.format), 0);
-        ASSERT_EQ(session.ReadToEnd(), FilterSession::Stop::Document);
-        FilterProc* proc = session.proc();
-        ASSERT_EQ(ListCount(proc->attachments), 1u);
-        const AttachRecord& record = *ListAt<AttachRecord>(proc->attachments, 0);
-        EXPECT_EQ(record.ownerPart, proc->currentPart);
-        EXPECT_EQ(record.transferCode, c.transferCode);
-        EXPECT_EQ(record.offset, bytes.find(c.bodyStart));
-        ASSERT_NE(record.name, nullptr);
-        EXPECT_STREQ(record.name, c.name);
+TEST(Locators, ByteRangesOfTheDocument) {
+    RecordingHost host;
+    const std::string mail = "Subject: x\r\n\r\n0123456789abcdefghij\r\n";
+    MemoryObject document(mail);
+    FilterSession session(host);
+    ASSERT_EQ(session.Open(document.get(), FI_INTERNET_MAIL), 0);
 
-        Recipe link;
-        for (const Recipe& recipe : RecipesOf(host))
-            if (recipe.steps.size() == 1 && recipe.steps[0][0] == STEP_SPECIAL) link = recipe;
-        ASSERT_NE(link.subdoc, 0u) << host.Transcript();
-        EXPECT_EQ(link.steps[0][1], 0u);
-        EXPECT_EQ(link.steps[0][2], 0u);
-        IoObject* object = nullptr;
-        ASSERT_EQ(VwDoSpecial(mail.get(), link.steps[0][1], &object, link.steps[0][2], 0, 0, proc), 0);
+    IoObject* object = nullptr;
+    ASSERT_EQ(VwDoSpecial(document.get(), 3, &object, 10, 0, 0, session.proc()), 0);
+    ASSERT_NE(object, nullptr);
+    EXPECT_EQ(ReadRest(object), mail.substr(3, 10)) << "offset 3, last offset 12";
+    EXPECT_EQ(NameOf(object), "locatorsbody2.tmp");
+    EXPECT_EQ(object->Write, nullptr);
+    ASSERT_EQ(object->Seek(object, 2, 0), 0);
+    uint32_t pos = 0;
+    ASSERT_EQ(object->Tell(object, &pos), 0);
+    EXPECT_EQ(pos, 10u);
+    EXPECT_EQ(object->Seek(object, 7, 0), 0) << "an unknown whence does nothing";
+    EXPECT_EQ(object->Close(object), 0);
+
+    object = nullptr;
+    ASSERT_EQ(VwDoSpecial(document.get(), 14, &object, 0xFFFFFFFE, 0, 0, session.proc()), 0);
+    ASSERT_NE(object, nullptr);
+    EXPECT_EQ(ReadRest(object), mail.substr(14)) << "to the end of the document";
+    object->Close(object);
+}
+
+// The link's recipe (0x100, body offset, body length) opens the embedded
+// message, at most with the line end in front of the delimiter.
+TEST(Locators, AnEmbeddedMessageOpensThroughItsLink) {
+    const std::string inner = "From: inner@example.org\r\nSubject: INNER\r\n\r\ninner body\r\n";
+    const std::string mail = "Subject: outer\r\nContent-Type: multipart/mixed; boundary=\"b\"\r\n\r\n"
+                             "--b\r\nContent-Type: message/rfc822\r\n\r\n" + inner + "--b--\r\n";
+    RecordingHost host;
+    MemoryObject document(mail);
+    FilterSession session(host);
+    ASSERT_EQ(session.Open(document.get(), FI_INTERNET_MAIL), 0);
+    ASSERT_EQ(session.ReadToEnd(), FilterSession::Stop::Document);
+    const auto& recipes = RecipesOf(host);
+    ASSERT_EQ(recipes.size(), 1u) << host.Transcript();
+    const auto& step = recipes[0].steps.at(0);
+    ASSERT_EQ(step[0], STEP_SPECIAL);
+    EXPECT_EQ(step[1], mail.find(inner));
+    IoObject* object = nullptr;
+    ASSERT_EQ(VwDoSpecial(document.get(), step[1], &object, step[2], 0, 0, session.proc()), 0);
+    ASSERT_NE(object, nullptr);
+    const std::string got = ReadRest(object);
+    EXPECT_EQ(got.substr(0, inner.size()), inner);
+    EXPECT_LE(got.size(), inner.size() + 2);
+    object->Close(object);
+}
+
+TEST(Locators, ARecordedChainDecodesAndRefusesBadNumbers) {
+    const std::string mail = "Subject: x\r\n\r\naGVsbG8gY2hhaW4=\r\n";
+    RecordingHost host;
+    MemoryObject document(mail);
+    FilterSession session(host);
+    ASSERT_EQ(session.Open(document.get(), FI_INTERNET_MAIL), 0);
+    FilterProc* proc = session.proc();
+    proc->chains = ListCreate(0, 0, sizeof(GrowList*), 4, 4);
+    GrowList* chain = ListCreate(0, 0, sizeof(RangeStep), 4, 4);
+    RangeStep range{STEP_RANGE, static_cast<uint32_t>(mail.find("aGVs")), 18, 0};
+    RangeStep decode{STEP_DECODE, TC_BASE64, 0, 0};
+    ListAdd(chain, &range);
+    ListAdd(chain, &decode);
+    ListAdd(proc->chains, &chain);
+
+    IoObject* object = nullptr;
+    for (uint32_t bad : {0u, 2u}) {
+        EXPECT_EQ(VwDoSpecial(document.get(), 2, &object, bad, 0, 0, proc), -2) << bad;
+        EXPECT_EQ(object, nullptr);
+    }
+    for (int round = 0; round < 2; ++round) {  // a chain serves one object at a time, again and again
+        object = nullptr;
+        ASSERT_EQ(VwDoSpecial(document.get(), 2, &object, 1, 0, 0, proc), 0);
         ASSERT_NE(object, nullptr);
-        EXPECT_EQ(NameOf(object), c.name);
-        uint32_t pos = 99;
-        ASSERT_EQ(object->Tell(object, &pos), 0);
-        ASSERT_EQ(object->Seek(object, 0, 0), 0);
-        const std::string content = ReadRest(object, 64);
-        EXPECT_EQ(pos, c.transferCode ? 0 : content.size());
-        ASSERT_GE(content.size(), c.minSize) << content;
-        EXPECT_LE(content.size(), c.maxSize) << content;
-        EXPECT_EQ(content.substr(0, c.head.size()), c.head);
-        EXPECT_EQ(content.substr(content.size() - c.tail.size()), c.tail);
-        object->Close(object);
+        EXPECT_EQ(NameOf(object), "locatorsbody.tmp");
+        EXPECT_EQ(ReadRest(object), "hello chain");
+        EXPECT_EQ(object->Close(object), 0);
     }
 }
 

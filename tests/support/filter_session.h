@@ -28,24 +28,54 @@ public:
         Failed      // the read answered a non-zero code
     };
 
-    explicit FilterSession(RecordingHost& host);
-    ~FilterSession();
+    explicit FilterSession(RecordingHost& host) : host_(host), proc_(VwAllocProc()) {
+        if (!proc_) return;
+        void* handle = nullptr;
+        VwLocalUp(proc_, &handle, proc_);
+        HostSinkInstall(host_, VwSetUser, VwSetSoRtn, proc_);
+    }
+    ~FilterSession() {
+        Close();
+        if (!proc_) return;
+        void* handle = nullptr;
+        VwLocalDown(proc_, &handle);
+        VwFreeProc(proc_);
+    }
     FilterSession(const FilterSession&) = delete;
     FilterSession& operator=(const FilterSession&) = delete;
 
     // VwStreamOpen on `stream` (not owned; it must outlive the session).
-    int16_t Open(IoObject* stream, uint16_t formatId);
+    int16_t Open(IoObject* stream, uint16_t formatId) {
+        if (!proc_) return VW_ERR_NOT_MINE;
+        VwOpenInfo info{};
+        const int16_t code = VwStreamOpen(stream, formatId, 0, &info, proc_);
+        stream_ = stream;
+        open_ = code == 0;
+        sectionDue_ = true;
+        return code;
+    }
     // VwStreamSection when one is due, then one VwStreamRead.
     Stop Step();
     // Steps until the document ends, a read stops for nothing or fails, or
     // `maxSteps` have run. Answers the last stop.
     Stop ReadToEnd(size_t maxSteps = 100000);
-    void Close();
+    void Close() {
+        if (open_) VwStreamClose(stream_, proc_);
+        open_ = false;
+    }
     // One bare VwStreamRead, outside the bookkeeping of Step (for replays).
-    int16_t ReadOnly();
+    int16_t ReadOnly() { return open_ ? VwStreamRead(stream_, proc_) : int16_t{VW_ERR_NOT_MINE}; }
 
-    std::vector<uint8_t> Save() const;              // VwGetData
-    void Restore(const std::vector<uint8_t>& data);  // VwSetData
+    std::vector<uint8_t> Save() const {  // VwGetData
+        uint16_t size = 0;
+        VwGetInfo(&size, 1);
+        std::vector<uint8_t> data(size);
+        if (proc_) VwGetData(data.data(), proc_);
+        return data;
+    }
+    void Restore(const std::vector<uint8_t>& data) {  // VwSetData
+        if (proc_) VwSetData(data.data(), proc_);
+    }
 
     FilterProc* proc() const { return proc_; }
     int16_t lastReadCode() const { return lastReadCode_; }
@@ -53,7 +83,7 @@ public:
 
 private:
     RecordingHost& host_;
-    FilterProc* proc_ = nullptr;
+    FilterProc* proc_;
     IoObject* stream_ = nullptr;
     bool open_ = false;
     bool sectionDue_ = true;
@@ -62,33 +92,6 @@ private:
 };
 
 // ---- definitions ----
-
-inline FilterSession::FilterSession(RecordingHost& host) : host_(host) {
-    proc_ = VwAllocProc();
-    if (!proc_) return;
-    void* handle = nullptr;
-    VwLocalUp(proc_, &handle, proc_);
-    HostSinkInstall(host_, VwSetUser, VwSetSoRtn, proc_);
-}
-
-inline FilterSession::~FilterSession() {
-    Close();
-    if (proc_) {
-        void* handle = nullptr;
-        VwLocalDown(proc_, &handle);
-        VwFreeProc(proc_);
-    }
-}
-
-inline int16_t FilterSession::Open(IoObject* stream, uint16_t formatId) {
-    if (!proc_) return VW_ERR_NOT_MINE;
-    VwOpenInfo info{};
-    const int16_t code = VwStreamOpen(stream, formatId, 0, &info, proc_);
-    stream_ = stream;
-    open_ = code == 0;
-    sectionDue_ = true;
-    return code;
-}
 
 inline FilterSession::Stop FilterSession::Step() {
     if (!open_) return Stop::Failed;
@@ -126,29 +129,6 @@ inline FilterSession::Stop FilterSession::ReadToEnd(size_t maxSteps) {
         if (stop == Stop::Document || stop == Stop::Nothing || stop == Stop::Failed) break;
     }
     return stop;
-}
-
-inline int16_t FilterSession::ReadOnly() {
-    if (!open_) return VW_ERR_NOT_MINE;
-    return VwStreamRead(stream_, proc_);
-}
-
-inline void FilterSession::Close() {
-    if (!open_) return;
-    VwStreamClose(stream_, proc_);
-    open_ = false;
-}
-
-inline std::vector<uint8_t> FilterSession::Save() const {
-    uint16_t size = 0;
-    VwGetInfo(&size, 1);
-    std::vector<uint8_t> data(size);
-    if (proc_) VwGetData(data.data(), proc_);
-    return data;
-}
-
-inline void FilterSession::Restore(const std::vector<uint8_t>& data) {
-    if (proc_) VwSetData(data.data(), proc_);
 }
 
 // Opens `bytes` as a memory object and reads it through to the end with a
