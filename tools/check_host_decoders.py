@@ -9,9 +9,10 @@ arithmetic), encoded-word syntax ("=?", "?="), and the UTF-8 lead-byte
 masks 0xC0, 0xE0 and 0xF0. Comments are not scanned.
 Usage: check_host_decoders.py [SOURCE_DIR]
 """
-import pathlib
 import re
 import sys
+
+from source_lines import run_check, source_lines
 
 HOST_FOLDERS = ["cli", "hostkit"]
 
@@ -26,24 +27,12 @@ COMMENT = re.compile(r"//.*$")
 
 def findings(root):
     for folder in HOST_FOLDERS:
-        for path in sorted((root / folder).rglob("*")):
-            if path.suffix not in (".c", ".cpp", ".h"):
-                continue
-            for number, line in enumerate(path.read_text(errors="replace").splitlines(), 1):
-                code = COMMENT.sub("", line)
-                for pattern, what in MARKS:
-                    if pattern.search(code):
-                        yield f"{path.relative_to(root)}:{number}: {what}: {line.strip()}"
-
-
-def main():
-    root = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else pathlib.Path(__file__).parent.parent)
-    found = list(findings(root))
-    for line in found:
-        print(line)
-    print(f"{len(found)} line(s) of mail-text decoding in host folders")
-    return 1 if found else 0
+        for path, number, line in source_lines(root, folder):
+            code = COMMENT.sub("", line)
+            for pattern, what in MARKS:
+                if pattern.search(code):
+                    yield f"{path}:{number}: {what}: {line.strip()}"
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(run_check(findings, "line(s) of mail-text decoding in host folders"))

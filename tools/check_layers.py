@@ -5,9 +5,10 @@ The layers run from the ground up; a folder may use its own headers and those
 of the folders listed for it, nothing else, so no two folders can depend on
 each other. Usage: check_layers.py [SOURCE_DIR]
 """
-import pathlib
 import re
 import sys
+
+from source_lines import run_check, source_lines
 
 GROUND = {"host"}
 FILTER_CORE = GROUND | {"input", "mailtext", "core"}
@@ -33,23 +34,11 @@ INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"/]+)/')
 
 def violations(root):
     for folder, allowed in ALLOWED.items():
-        for path in sorted((root / folder).rglob("*")):
-            if path.suffix not in (".c", ".cpp", ".h"):
-                continue
-            for number, line in enumerate(path.read_text(errors="replace").splitlines(), 1):
-                match = INCLUDE.match(line)
-                if match and match.group(1) not in allowed | {folder}:
-                    yield f"{path.relative_to(root)}:{number}: {folder}/ may not include {match.group(1)}/"
-
-
-def main():
-    root = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else pathlib.Path(__file__).parent.parent)
-    found = list(violations(root))
-    for line in found:
-        print(line)
-    print(f"{len(found)} include(s) against the layers")
-    return 1 if found else 0
+        for path, number, line in source_lines(root, folder):
+            match = INCLUDE.match(line)
+            if match and match.group(1) not in allowed | {folder}:
+                yield f"{path}:{number}: {folder}/ may not include {match.group(1)}/"
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(run_check(violations, "include(s) against the layers"))

@@ -13,7 +13,8 @@ import sys
 
 SUFFIXES = {".cpp", ".h", ".c", ".py"}
 # Helpers that only the test suite runs, wherever they live.
-TEST_ONLY = {"tools/check_layers.py", "tools/check_host_decoders.py", "tools/test_ratio.py"}
+TEST_ONLY = {"tools/check_layers.py", "tools/check_host_decoders.py", "tools/source_lines.py",
+             "tools/test_ratio.py"}
 
 
 def tracked_files(root):
