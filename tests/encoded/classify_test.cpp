@@ -164,6 +164,14 @@ TEST(Classify, TextHtmlAndPicturesOfAMultipartMail) {
     EXPECT_EQ(Classify(Corpus("mailparser/test/fixtures/nodemailer.eml")), expected);
 }
 
+// The part's range, and with it the sniffer's limit, ends with its body:
+// one byte more and these thirteen symbols would count as base64.
+TEST(Classify, APartEndsWhereItsBodyEnds) {
+    std::string message = "From: a@example.com\r\nContent-Type: multipart/mixed; boundary=\"XX\"\r\n\r\n"
+                          "--XX\r\nContent-Type: text/plain\r\n\r\nABCDEFGHIJKLM\n--XX--\r\n";
+    EXPECT_EQ(Classify(message), (std::vector<Classified>{{0, 0}, {4022, 0}}));
+}
+
 TEST(Classify, BodiesThatAreOneEncodedBlock) {
     const struct {
         const char* file;
