@@ -1,8 +1,7 @@
 // Tests of the encoded-data sniffer on crafted texts: each encoding's opening
 // and closing, bare base64 told by its lines, quoted-printable escapes, texts
-// that look almost encoded, the limit, and hostile sizes. The uuencode and
-// xxencode openings, which ask the identification service, are tested with a
-// scripted service in tests/encoded_fake/.
+// that look almost encoded, the limit, and hostile sizes; and the uuencode and
+// xxencode openings, which ask the platform's identification service.
 #include <gtest/gtest.h>
 
 #include "host/constants.h"
@@ -199,6 +198,58 @@ TEST(SnifferTest, LiteralsDigitsAndNumbers) {
     EXPECT_EQ(NumberAfter("end=", "begin=1 end=50"), 50u);
     EXPECT_EQ(NumberAfter("size=", "size=x"), 0u);
     EXPECT_EQ(NumberAfter("size=", "nothing"), 0u);
+}
+
+// "begin " openings ask the identification service what the block holds.
+const std::string kUuBlock =
+    "begin 644 a.txt\r\n"
+    "M5&AI<R!I<R!A('1E<W0@9FEL92!F;W(@:6QL=7-T<F%T:6YG('1H92!V87)I\r\n"
+    "`\r\n"
+    "end\r\n";
+
+TEST(SnifferTest, BeginBlocksAreNamedByTheService) {
+    EXPECT_EQ(SniffPart(kUuBlock), TC_UUENCODE);
+    EXPECT_EQ(SniffPart("begin 644 a.txt\r\nhJ4VdQm-dQm-V65FZQrEUNaZgNG-aPr6UOKlgRLBoQa3oOKtb65FcNG-qML7d\r\n"
+                        "+\r\nend\r\n"),
+              TC_XXENCODE);
+    // A block the service turns down, and an opening without "end".
+    EXPECT_EQ(SniffDocument("begin 644 notes\r\nfoo\r\nend\r\n"), 0u);
+    EXPECT_EQ(SniffPart("begin 644 a.txt\r\nM5&AI<R!I<R!A\r\n"), 0u);
+    // The block must stand alone in a part but not in a document.
+    EXPECT_EQ(SniffPart("Here is the file.\r\n" + kUuBlock), 0u);
+    EXPECT_EQ(SniffDocument("Here is the file.\r\n" + kUuBlock), TC_UUENCODE);
+    EXPECT_EQ(SniffPart(kUuBlock + "Bye.\r\n"), 0u);
+    EXPECT_EQ(SniffDocument(kUuBlock + "Bye.\r\n"), TC_UUENCODE);
+    // A blank in front of "begin" takes it off the line start.
+    EXPECT_EQ(SniffDocument(" " + kUuBlock), 0u);
+    // Two blocks are no single encoding; directly behind an "end" line the
+    // next 'b' is not at a line start.
+    EXPECT_EQ(SniffDocument(kUuBlock + "\r\n" + kUuBlock), 0u);
+    EXPECT_EQ(SniffDocument(kUuBlock + kUuBlock), TC_UUENCODE);
+    EXPECT_EQ(SniffDocument(Repeat("begin 644 x\r\n", 100000)), 0u);
+}
+
+TEST(SnifferTest, ARangeThatCantBeOpenedIsNoBlock) {
+    ReaderOver over(kUuBlock);
+    over.object.get()->Open = [](IoObject**, uint32_t, void*, uint32_t) -> int32_t { return -2; };
+    EXPECT_EQ(SniffEncoded(over.reader, static_cast<uint32_t>(kUuBlock.size()) - 1, 0, 1, &over.line), 0u);
+    EXPECT_EQ(IdentifyBlock(over.reader, 0, 10), 0);
+}
+
+TEST(SnifferTest, BeginBlocksOfRealFiles) {
+    std::string dir = std::string(MAILSIFT_DATA_DIR) + "/uudeview/test/";
+    std::string uu = ReadWholeFile(dir + "plain-uuencode.good.msg");
+    EXPECT_EQ(SniffPart(uu.substr(uu.find("\n\n") + 2)), TC_UUENCODE);
+    std::string xx = ReadWholeFile(dir + "mime-xxencode.good.msg");
+    size_t begin = xx.find("begin 644");
+    size_t end = xx.find("\nend\n", begin) + 5;
+    EXPECT_EQ(SniffPart(xx.substr(begin, end - begin)), TC_XXENCODE);
+    // Text before the block: the whole mail is not one block.
+    std::string suid = ReadWholeFile(dir + "uuencode-suid-permissions.good.msg");
+    EXPECT_EQ(SniffPart(suid.substr(suid.find("\n\n") + 2)), 0u);
+    EXPECT_EQ(SniffDocument(suid), TC_UUENCODE);
+    // Old Mac line ends.
+    EXPECT_EQ(SniffDocument(ReadWholeFile(dir + "uuencode-mac-cr.good.msg")), TC_UUENCODE);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -48,26 +49,20 @@ using ObjectPtr = std::unique_ptr<IoObject, Closer>;
 
 ObjectPtr OpenFile(const std::string& path) { return ObjectPtr(FileObjectOpen(path.c_str())); }
 
-ObjectPtr OpenRange(IoObject* base, uint32_t first, uint32_t last, int32_t* result = nullptr) {
+ObjectPtr OpenRange(IoObject* base, uint32_t first, uint32_t last) {
     IoRangeRequest request{base, first, last};
     IoObject* out = kPreset;
-    int32_t code = base->Open(&out, IO_OPEN_RANGE, &request, 1);
-    if (result != nullptr) *result = code;
-    return ObjectPtr(code == 0 ? out : nullptr);
+    return ObjectPtr(base->Open(&out, IO_OPEN_RANGE, &request, 1) == 0 ? out : nullptr);
 }
 
-int32_t OpenSibling(IoObject* base, const char* name, IoObject** out) {
-    IoSiblingRequest request{};
-    request.base = base;
-    strncpy(request.name, name, sizeof(request.name) - 1);
-    return base->Open(out, IO_OPEN_SIBLING, &request, 1);
-}
 
-// Reads from the present position to the end, `chunk` bytes per call.
+// Reads from the present position to the end, `chunk` bytes per call, and
+// never more than any test's file holds.
 std::string ReadRest(IoObject* object, uint32_t chunk = 2048) {
     std::string all, buf(chunk, '\0');
     uint32_t got = 0;
-    while (object->Read(object, buf.data(), chunk, &got) == 0 && got != 0) all.append(buf.data(), got);
+    while (all.size() < (1u << 20) && object->Read(object, buf.data(), chunk, &got) == 0 && got != 0)
+        all.append(buf.data(), got);
     return all;
 }
 
@@ -89,13 +84,38 @@ uint32_t NameKindOf(IoObject* object) {
     return object->GetInfo(object, IO_INFO_NAME_KIND, &kind) == 0 ? kind : 0;
 }
 
-// A base that delivers three bytes per call and is no object of the
-// platform's, so it knows no directory.
-MemoryObject Foreign(const std::string& bytes, const std::string& name) {
-    MemoryObjectOptions options;
-    options.name = name;
-    options.shortReads = 3;
-    return MemoryObject(bytes, options);
+std::string SiblingBytes(IoObject* base, const char* name) {
+    IoSiblingRequest request{};
+    request.base = base;
+    strncpy(request.name, name, sizeof(request.name) - 1);
+    IoObject* out = kPreset;
+    if (base->Open(&out, IO_OPEN_SIBLING, &request, 1) != 0)
+        return out == kPreset ? "<refused>" : "<refused, out written>";
+    ObjectPtr sibling(out);
+    EXPECT_EQ(sibling->Open, &PlatformOpen);
+    return NameOf(sibling.get()) == name ? ReadRest(sibling.get()) : "<misnamed>";
+}
+
+// One step on an object: a seek (whence, offset) that must work or fail,
+// then the position it must tell; or, with `read` > 0, the bytes read from
+// there to the end `read` at a time.
+struct Step {
+    uint16_t whence;
+    int32_t offset;
+    bool works;
+    uint32_t tell;
+    uint32_t read = 0;
+    std::string bytes = "";
+};
+
+void Walk(IoObject* object, const std::vector<Step>& steps) {
+    for (size_t i = 0; i < steps.size(); ++i) {
+        const Step& s = steps[i];
+        SCOPED_TRACE("step " + std::to_string(i));
+        EXPECT_EQ(object->Seek(object, s.whence, s.offset) == 0, s.works);
+        EXPECT_EQ(TellOf(object), s.tell);
+        EXPECT_EQ(s.read > 0 ? ReadRest(object, s.read) : "", s.bytes);
+    }
 }
 
 TEST(FileObject, ReadsSeeksTellsAndNames) {
@@ -114,26 +134,18 @@ TEST(FileObject, ReadsSeeksTellsAndNames) {
     uint32_t got = 0;
     ASSERT_EQ(file->Read(file.get(), buf, 4, &got), 0);
     EXPECT_EQ(std::string(buf, got), "0123");
-    EXPECT_EQ(TellOf(file.get()), 4u);
-    EXPECT_EQ(file->Seek(file.get(), 1, -3), 0);
-    EXPECT_EQ(TellOf(file.get()), 1u);
-    EXPECT_EQ(file->Seek(file.get(), 2, -3), 0);
-    EXPECT_EQ(ReadRest(file.get()), "789");
-    EXPECT_EQ(file->Seek(file.get(), 0, 6), 0);
-    EXPECT_EQ(ReadRest(file.get(), 1), "6789");
-
-    // Past the end is allowed and reads nothing; before the start fails and
-    // leaves the position alone.
-    EXPECT_EQ(file->Seek(file.get(), 0, 100), 0);
-    EXPECT_EQ(TellOf(file.get()), 100u);
-    ASSERT_EQ(file->Read(file.get(), buf, sizeof(buf), &got), 0);
-    EXPECT_EQ(got, 0u);
-    EXPECT_NE(file->Seek(file.get(), 1, -101), 0);
-    EXPECT_EQ(TellOf(file.get()), 100u);
-    EXPECT_NE(file->Seek(file.get(), 7, 0), 0);
-    // Whence 0 takes its offset as unsigned.
-    EXPECT_EQ(file->Seek(file.get(), 0, static_cast<int32_t>(0xFFFFFFF0u)), 0);
-    EXPECT_EQ(TellOf(file.get()), 0xFFFFFFF0u);
+    Walk(file.get(), {
+        {1, -3, true, 1},
+        {2, -3, true, 7, 2048, "789"},
+        {0, 6, true, 6, 1, "6789"},
+        // Past the end is allowed and reads nothing; before the start fails
+        // and leaves the position alone, as does an unknown whence.
+        {0, 100, true, 100, 16, ""},
+        {1, -101, false, 100},
+        {7, 0, false, 100},
+        // Whence 0 takes its offset as unsigned.
+        {0, static_cast<int32_t>(0xFFFFFFF0u), true, 0xFFFFFFF0u},
+    });
 }
 
 // Small reads with short backward steps, reads across the read-ahead
@@ -170,13 +182,12 @@ TEST(FileObject, LargeFileReadsMatchTheBytes) {
 
 TEST(FileObject, RefusesWhatIsNoRegularFile) {
     TempDir dir;
-    errno = 0;
-    EXPECT_EQ(FileObjectOpen((dir.Path() + "/missing").c_str()), nullptr);
-    EXPECT_EQ(errno, ENOENT);
-    errno = 0;
-    EXPECT_EQ(FileObjectOpen(dir.Path().c_str()), nullptr);
-    EXPECT_EQ(errno, EISDIR);
-    EXPECT_EQ(FileObjectOpen(""), nullptr);
+    for (const auto& [path, error] : {std::pair<std::string, int>{dir.Path() + "/missing", ENOENT},
+                                      {dir.Path(), EISDIR}, {"", ENOENT}}) {
+        errno = 0;
+        EXPECT_EQ(FileObjectOpen(path.c_str()), nullptr) << path;
+        EXPECT_EQ(errno, error) << path;
+    }
     EXPECT_EQ(FileObjectOpen(nullptr), nullptr);
 }
 
@@ -188,24 +199,19 @@ TEST(RangeObject, CountsFromItsFirstByteAndStopsAtItsLast) {
     ASSERT_NE(range, nullptr);
     EXPECT_EQ(range->Open, &PlatformOpen);
     EXPECT_EQ(range->Write, nullptr);
-
-    EXPECT_EQ(TellOf(range.get()), 0u);
-    EXPECT_EQ(ReadRest(range.get(), 3), "2345");
-    EXPECT_EQ(TellOf(range.get()), 4u);
-    EXPECT_EQ(range->Seek(range.get(), 2, -1), 0);
-    EXPECT_EQ(TellOf(range.get()), 3u);
-    EXPECT_EQ(ReadRest(range.get()), "5");
-    EXPECT_EQ(range->Seek(range.get(), 0, 1), 0);
-    EXPECT_EQ(range->Seek(range.get(), 1, 1), 0);
-    EXPECT_EQ(ReadRest(range.get()), "45");
-    EXPECT_NE(range->Seek(range.get(), 1, -100), 0);
-
+    Walk(range.get(), {
+        {1, 0, true, 0, 3, "2345"},
+        {1, 0, true, 4},
+        {2, -1, true, 3, 2048, "5"},
+        {0, 1, true, 1},
+        {1, 1, true, 2, 2048, "45"},
+        {1, -100, false, 4},
+        {0, 50, true, 50, 2048, ""},
+    });
     // Moving the base between two reads must not move the range.
     EXPECT_EQ(range->Seek(range.get(), 0, 1), 0);
     EXPECT_EQ(file->Seek(file.get(), 0, 9), 0);
     EXPECT_EQ(ReadRest(range.get(), 1), "345");
-    EXPECT_EQ(range->Seek(range.get(), 0, 50), 0);
-    EXPECT_EQ(ReadRest(range.get()), "");
 
     // It is named after what it lies in, and never closes its base.
     EXPECT_EQ(NameOf(range.get()), "digits.txt");
@@ -219,46 +225,40 @@ TEST(RangeObject, EndsEmptyRangesAndRangesOfRanges) {
     TempDir dir;
     ObjectPtr file = OpenFile(dir.Write("digits.txt", kDigits));
     ASSERT_NE(file, nullptr);
-    // A last offset before the first is an empty object, not a failure: a
-    // header-only part asks for first .. first - 2 this way.
-    int32_t code = -1;
-    ObjectPtr empty = OpenRange(file.get(), 6, 4, &code);
-    EXPECT_EQ(code, 0);
-    ASSERT_NE(empty, nullptr);
-
-    struct {
-        IoObject* object;
+    ObjectPtr outer = OpenRange(file.get(), 1, 8);  // "12345678"
+    ASSERT_NE(outer, nullptr);
+    const struct {
+        IoObject* base;
+        uint32_t first, last;
         std::string bytes;
     } ranges[] = {
-        {OpenRange(file.get(), 3, 0xFFFFFFFE).release(), "3456789"},
-        {empty.release(), ""},
-        {OpenRange(file.get(), 7, 1000).release(), "789"},  // longer than its base
-        {OpenRange(file.get(), 4, 4).release(), "4"},       // first and last the same byte
-        {OpenRange(file.get(), 20, 30).release(), ""},
+        {file.get(), 3, 0xFFFFFFFE, "3456789"},
+        // A last offset before the first is an empty object, not a failure:
+        // a header-only part asks for first .. first - 2 this way.
+        {file.get(), 6, 4, ""},
+        {file.get(), 7, 1000, "789"},  // longer than its base
+        {file.get(), 4, 4, "4"},       // first and last the same byte
+        {file.get(), 20, 30, ""},
+        {outer.get(), 2, 4, "345"},
+        {outer.get(), 5, 0xFFFFFFFE, "678"},
     };
-    for (auto& r : ranges) {
-        ObjectPtr range(r.object);
+    for (const auto& r : ranges) {
+        ObjectPtr range = OpenRange(r.base, r.first, r.last);
         ASSERT_NE(range, nullptr) << r.bytes;
-        EXPECT_EQ(ReadRest(range.get()), r.bytes);
+        EXPECT_EQ(ReadRest(range.get(), 2), r.bytes);
         EXPECT_EQ(range->Seek(range.get(), 2, 0), 0);
         EXPECT_EQ(TellOf(range.get()), r.bytes.size());
+        EXPECT_EQ(NameOf(range.get()), "digits.txt");
     }
-
-    ObjectPtr outer = OpenRange(file.get(), 1, 8);
-    ASSERT_NE(outer, nullptr);
-    ObjectPtr inner = OpenRange(outer.get(), 2, 4);
-    ASSERT_NE(inner, nullptr);
-    EXPECT_EQ(ReadRest(inner.get()), "345");
-    EXPECT_EQ(NameOf(inner.get()), "digits.txt");
-    ObjectPtr innerToEnd = OpenRange(outer.get(), 5, 0xFFFFFFFE);
-    ASSERT_NE(innerToEnd, nullptr);
-    EXPECT_EQ(ReadRest(innerToEnd.get()), "678");
 }
 
 // Over a foreign base that delivers a few bytes per call, a range still fills
 // each read, and reads the base only through the base's own routines.
 TEST(RangeObject, WorksOverForeignObjectsThatDeliverLittleAtATime) {
-    MemoryObject base = Foreign("The quick brown fox jumps over the lazy dog", "fox.txt");
+    MemoryObjectOptions options;
+    options.name = "fox.txt";
+    options.shortReads = 3;
+    MemoryObject base("The quick brown fox jumps over the lazy dog", options);
     ObjectPtr range = OpenRange(base.get(), 4, 18);
     ASSERT_NE(range, nullptr);
     char buf[32] = {};
@@ -267,9 +267,10 @@ TEST(RangeObject, WorksOverForeignObjectsThatDeliverLittleAtATime) {
     EXPECT_EQ(std::string(buf, got), "quick brow");
     EXPECT_EQ(ReadRest(range.get()), "n fox");
     EXPECT_EQ(NameOf(range.get()), "fox.txt");
-}
+    // Such a base knows no directory, nor do ranges over it.
+    EXPECT_EQ(SiblingBytes(base.get(), "other.txt"), "<refused>");
+    EXPECT_EQ(SiblingBytes(range.get(), "other.txt"), "<refused>");
 
-TEST(RangeObject, RefusesRequestsWithoutABase) {
     IoRangeRequest request{nullptr, 0, 3};
     IoObject* out = kPreset;
     EXPECT_EQ(PlatformOpen(&out, IO_OPEN_RANGE, &request, 1), -2);
@@ -278,67 +279,48 @@ TEST(RangeObject, RefusesRequestsWithoutABase) {
     EXPECT_EQ(out, kPreset);
 }
 
-TEST(SiblingObject, OpensFilesBesideTheBaseFile) {
+// Siblings of the file, of a sibling and of a range of a range over the
+// file; names that could leave the directory are refused.
+TEST(SiblingObject, OpensFilesBesideTheBaseFileOnly) {
     TempDir dir;
-    ObjectPtr first = OpenFile(dir.Write("set.001", "first piece"));
-    dir.Write("set.002", "second piece");
-    dir.Write("a..b", "dots inside a name");
+    std::filesystem::create_directory(dir.Path() + "/sub");
+    dir.Write("outside.txt", "outside");
+    dir.Write("sub/set.002", "second piece");
+    dir.Write("sub/a..b", "dots inside a name");
+    ObjectPtr first = OpenFile(dir.Write("sub/set.001", "first piece"));
     ASSERT_NE(first, nullptr);
-
-    IoObject* out = nullptr;
-    ASSERT_EQ(OpenSibling(first.get(), "set.002", &out), 0);
-    ObjectPtr second(out);
-    EXPECT_EQ(ReadRest(second.get()), "second piece");
-    EXPECT_EQ(NameOf(second.get()), "set.002");
-    EXPECT_EQ(second->Open, &PlatformOpen);
-
-    // A sibling of a sibling, and a sibling of a range of a range over the file.
-    ASSERT_EQ(OpenSibling(second.get(), "set.001", &out), 0);
-    EXPECT_EQ(ReadRest(ObjectPtr(out).get()), "first piece");
     ObjectPtr range = OpenRange(first.get(), 0, 4);
     ASSERT_NE(range, nullptr);
     ObjectPtr rangeOfRange = OpenRange(range.get(), 1, 2);
     ASSERT_NE(rangeOfRange, nullptr);
-    ASSERT_EQ(OpenSibling(rangeOfRange.get(), "set.002", &out), 0);
-    EXPECT_EQ(ReadRest(ObjectPtr(out).get()), "second piece");
-    ASSERT_EQ(OpenSibling(first.get(), "a..b", &out), 0);
-    EXPECT_EQ(ReadRest(ObjectPtr(out).get()), "dots inside a name");
-}
-
-TEST(SiblingObject, RefusesNamesThatLeaveTheDirectory) {
-    TempDir dir;
-    std::filesystem::create_directory(dir.Path() + "/sub");
-    dir.Write("sub/inner.txt", "inside");
-    dir.Write("outside.txt", "outside");
-    ObjectPtr file = OpenFile(dir.Write("sub/base.txt", "base"));
-    ASSERT_NE(file, nullptr);
-
-    for (const char* name : {"../outside.txt", "..", ".", "", "inner.txt/", "/etc/passwd",
-                             "missing.txt"}) {
-        IoObject* out = kPreset;
-        EXPECT_NE(OpenSibling(file.get(), name, &out), 0) << name;
-        EXPECT_EQ(out, kPreset) << name;
-    }
+    IoSiblingRequest request{first.get(), {}};
+    strcpy(request.name, "set.002");
     IoObject* out = kPreset;
-    EXPECT_EQ(OpenSibling(file.get(), "inner.txt", &out), 0);
-    ObjectPtr inner(out);
+    ASSERT_EQ(PlatformOpen(&out, IO_OPEN_SIBLING, &request, 1), 0);
+    ObjectPtr second(out);
+
+    const struct {
+        IoObject* base;
+        const char* name;
+        std::string bytes;
+    } cases[] = {
+        {second.get(), "set.001", "first piece"},
+        {rangeOfRange.get(), "set.002", "second piece"},
+        {first.get(), "a..b", "dots inside a name"},
+        {first.get(), "../outside.txt", "<refused>"},
+        {first.get(), "..", "<refused>"},
+        {first.get(), ".", "<refused>"},
+        {first.get(), "", "<refused>"},
+        {first.get(), "set.002/", "<refused>"},
+        {first.get(), "/etc/passwd", "<refused>"},
+        {first.get(), "missing.txt", "<refused>"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(SiblingBytes(c.base, c.name), c.bytes) << c.name;
 
     // A name that fills the whole field with no NUL in it is refused.
-    IoSiblingRequest unterminated{};
-    unterminated.base = file.get();
-    memset(unterminated.name, 'a', sizeof(unterminated.name));
+    memset(request.name, 'a', sizeof(request.name));
     out = kPreset;
-    EXPECT_NE(PlatformOpen(&out, IO_OPEN_SIBLING, &unterminated, 1), 0);
-    EXPECT_EQ(out, kPreset);
-}
-
-TEST(SiblingObject, RefusedOverObjectsWithoutADirectory) {
-    MemoryObject base = Foreign("base", "base.txt");
-    IoObject* out = kPreset;
-    EXPECT_NE(OpenSibling(base.get(), "other.txt", &out), 0);
-    ObjectPtr range = OpenRange(base.get(), 0, 2);
-    ASSERT_NE(range, nullptr);
-    EXPECT_NE(OpenSibling(range.get(), "other.txt", &out), 0);
+    EXPECT_NE(PlatformOpen(&out, IO_OPEN_SIBLING, &request, 1), 0);
     EXPECT_EQ(out, kPreset);
 }
 
@@ -358,13 +340,11 @@ TEST(PlatformOpen, DecodedObjectsServeAsBases) {
     EXPECT_EQ(ReadRest(range.get()), "decoded");
     ObjectPtr tail = OpenRange(decoded.get(), 15, 0xFFFFFFFE);
     ASSERT_NE(tail, nullptr);
-    EXPECT_EQ(ReadRest(tail.get(), 2), "world!");
-    EXPECT_EQ(tail->Seek(tail.get(), 2, 0), 0);
-    EXPECT_EQ(TellOf(tail.get()), 6u);
+    Walk(tail.get(), {{1, 0, true, 0, 2, "world!"}, {2, 0, true, 6}});
 
-    out = kPreset;
-    EXPECT_NE(OpenSibling(decoded.get(), "other.txt", &out), 0);
+    EXPECT_EQ(SiblingBytes(decoded.get(), "other.txt"), "<refused>");
     request.transferCode = 99;
+    out = kPreset;
     EXPECT_NE(PlatformOpen(&out, IO_OPEN_DECODE, &request, 1), 0);
     EXPECT_EQ(out, kPreset);
 }

@@ -49,6 +49,7 @@ int32_t MemoryRead(IoObject* object, void* buf, uint32_t count, uint32_t* got) {
     if (options.shortReads) n = std::min<size_t>(n, options.shortReads);
     if (n) std::memcpy(buf, file->bytes.data() + file->position, n);
     file->position += static_cast<uint32_t>(n);
+    file->stats.bytesRead += n;
     if (got) *got = static_cast<uint32_t>(n);
     return 0;
 }

@@ -23,6 +23,7 @@ struct MemoryObjectStats {
     uint32_t reads = 0;
     uint32_t seeks = 0;
     uint32_t largestRequest = 0;  // the largest count a Read asked for
+    uint64_t bytesRead = 0;       // all that Reads delivered
 };
 
 // Makes the object; it frees itself through its Close.
