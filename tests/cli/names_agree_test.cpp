@@ -53,7 +53,7 @@ std::vector<std::string> NamesOf(const std::string& path) {
         EXPECT_NE(std::find(names.begin(), names.end(), name), names.end())
             << path << ": view names \"" << name << "\", ls does not";
 
-    const fs::path dir = fs::path(testing::TempDir()) / "names-agree";
+    const fs::path dir = OwnTempFolder() / "names-agree";
     fs::remove_all(dir);
     const CliResult extract = RunCli({"extract", "-o", dir.string(), path});
     EXPECT_EQ(extract.status, 0) << path << ": " << extract.err;

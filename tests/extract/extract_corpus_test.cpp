@@ -260,7 +260,7 @@ std::vector<fs::path> CorpusFiles() {
 
 TEST(ExtractCorpus, WritesWhatAnIndependentDecoderFindsInEveryMail) {
     const std::vector<fs::path> mails = CorpusFiles();
-    const fs::path work = fs::path(testing::TempDir()) / "mailsift-extract-corpus";
+    const fs::path work = OwnTempFolder() / "extract-corpus";
     fs::remove_all(work);
     fs::create_directories(work);
     const auto reference = ReferencePayloads(mails, work);
@@ -317,7 +317,7 @@ TEST(ExtractCorpus, WritesWhatAnIndependentDecoderFindsInEveryMail) {
 TEST(ExtractCorpus, AttachmentBehindTwoClosingLevels) {
     const fs::path mail =
         fs::path(MAILSIFT_DATA_DIR) / "comm-central/mail/test/browser/message-window/data/test-alt-rel-with-attach.eml";
-    const fs::path work = fs::path(testing::TempDir()) / "mailsift-extract-layout";
+    const fs::path work = OwnTempFolder() / "extract-layout";
     fs::remove_all(work);
     fs::create_directories(work);
     const auto reference = ReferencePayloads({mail}, work);
