@@ -11,7 +11,6 @@
 
 #include "host/constants.h"
 #include "tests/corpus/corpus_run.h"
-#include "tests/support/filter_session.h"
 
 namespace {
 
@@ -165,19 +164,5 @@ TEST(Recognition, Mailboxes) { CheckRows(kMailboxes, std::size(kMailboxes)); }
 TEST(Recognition, NewsArticles) { CheckRows(kNews, std::size(kNews)); }
 
 TEST(Recognition, HeaderlessTexts) { CheckRows(kHeaderless, std::size(kHeaderless)); }
-
-// A mailbox of one message becomes a document of FormatId 1187 read from
-// byte 0: everything the host sees is what 1187 itself gives.
-TEST(Recognition, OneMessageMailboxReadsAsMimeFile) {
-    for (const Recognition& row : kMailboxes) {
-        if (row.openAs != FI_MBOX || row.code != 0) continue;
-        SCOPED_TRACE(row.file);
-        const std::string bytes = ReadWholeFile(PathOf(row));
-        RecordingHost asMailbox, asMimeFile;
-        ASSERT_EQ(RunDocument(asMailbox, bytes, FI_MBOX), 0);
-        ASSERT_EQ(RunDocument(asMimeFile, bytes, FI_MIME_FILE), 0);
-        EXPECT_EQ(asMailbox.Transcript(), asMimeFile.Transcript());
-    }
-}
 
 }  // namespace
