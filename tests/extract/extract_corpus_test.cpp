@@ -81,7 +81,6 @@ const Difference kDifferences[] = {
     {"comm-central/mailnews/test/data/bodystructurebug244741", "pdf", kEmptyBody},
     {"comm-central/mailnews/test/data/bodystructurebug244741", "pdf-1", kEmptyBody},
     {"comm-central/mailnews/test/data/mime-torture", "name:Alices_PDP-10", kInsideMessage},
-    {"comm-central/mailnews/test/data/multipart-complex1", "part-1.txt", kTooShortForBase64},
     {"cpython-email/msg_15.txt", "xx.gif", "the nested multipart reuses the outer boundary; the reference loses the picture part, whose body is one line of text"},
     {"enmime/testdata/low-quality/bad-header-wrap.raw", "7DDA4_foo_9E5D72.zip", "a header line without its folding blank ends the header for the reference, whose payload then holds the rest of the header; here the short base64 is written as it stands"},
     {"enmime/testdata/low-quality/unk-charset-part.raw", "foo_9E5D72.zip", kTooShortForBase64},
@@ -108,12 +107,6 @@ const Difference kDifferences[] = {
     {"mime-tools/testmsgs/multi-2evil.msg", "name:/evil/because:ofpath3d-=?ISO-8859-1?Q?=63?=om=?US-ASCII*EN?Q?pr?=ess.gif", kWordsInQuotes},
     {"mime-tools/testmsgs/multi-frag.msg", "3d-eye.gif", kDamagedClosing},
     {"mime-tools/testmsgs/multi-frag.msg", "name:3d-eye.gif", kDamagedClosing},
-    {"mime-tools/testmsgs/multi-igor.msg", "name:Makefile", kShownAsText},
-    {"mime-tools/testmsgs/multi-igor.msg", "name:Parser.n.out", kShownAsText},
-    {"mime-tools/testmsgs/multi-igor.msg", "name:multi-nested.msg", kShownAsText},
-    {"mime-tools/testmsgs/multi-igor2.msg", "name:Makefile", kShownAsText},
-    {"mime-tools/testmsgs/multi-igor2.msg", "name:Parser.n.out", kShownAsText},
-    {"mime-tools/testmsgs/multi-igor2.msg", "name:multi-nested.msg", kShownAsText},
     {"mime4j/mimetools-testmsgs/attachment-filename-encoding-UTF8.msg", "attachment.äöü", kTooShortForBase64},
     {"mime4j/mimetools-testmsgs/attachment-filename-encoding-UTF8.msg", "name:attachment.äöü", kTooShortForBase64},
     {"mime4j/mimetools-testmsgs/attachment-filename-encoding-UTF8.out", "attachment.äöü", kTooShortForBase64},
@@ -131,19 +124,12 @@ const Difference kDifferences[] = {
     {"mime4j/mimetools-testmsgs/multi-igor.out", "name:Makefile", kShownAsText},
     {"mime4j/mimetools-testmsgs/multi-igor.out", "name:Parser.n.out", kShownAsText},
     {"mime4j/mimetools-testmsgs/multi-igor.out", "name:multi-nested.msg", kShownAsText},
-    {"mime4j/mimetools-testmsgs/multi-igor2.msg", "name:Makefile", kShownAsText},
-    {"mime4j/mimetools-testmsgs/multi-igor2.msg", "name:Parser.n.out", kShownAsText},
-    {"mime4j/mimetools-testmsgs/multi-igor2.msg", "name:multi-nested.msg", kShownAsText},
-    {"mime4j/mimetools-testmsgs/multi-igor2.out", "name:Makefile", kShownAsText},
-    {"mime4j/mimetools-testmsgs/multi-igor2.out", "name:Parser.n.out", kShownAsText},
-    {"mime4j/mimetools-testmsgs/multi-igor2.out", "name:multi-nested.msg", kShownAsText},
     {"mime4j/misc/james-utils/src/test/resources/sampleMail.msg", "name:Sprint-2015-05-18.ods", kInsideMessage},
     {"mime4j/testmsgs/example.msg", "rhubarb.txt", kQuotedPrintableAsText},
     {"mime4j/testmsgs/example.out", "rhubarb.txt", kQuotedPrintableAsText},
     {"mime4j/testmsgs/missing-inner-boundary.msg", "part-1.txt", kNoInnerDelimiter},
     {"mimekit/messages/empty-multipart.txt", "part-1.txt", kNoInnerDelimiter},
     {"mimekit/messages/epilogue.txt", "part-1.bin", kEmptyBody},
-    {"mimekit/partial/message-partial.0.eml", "name:earrings.jpg", kInsideMessage},
     {"mimekit/tnef/rich-text.eml", "name:winmail.dat", kTnefEnvelope},
     {"mimekit/tnef/ukr.eml", "name:winmail.dat", kTnefEnvelope},
     {"spamassassin/nice/cjk/iso-2022-jp.1", "name:test-archive.txt", kShownAsText},
@@ -252,6 +238,9 @@ std::vector<fs::path> CorpusFiles() {
         if (entry.is_regular_file() && entry.path().extension() != ".md")
             files.push_back(entry.path());
     std::sort(files.begin(), files.end());
+    // A later copy of a file's bytes would only repeat that file's checks.
+    std::set<std::string> seen;
+    std::erase_if(files, [&](const fs::path& file) { return !seen.insert(ReadWholeFile(file.string())).second; });
     return files;
 }
 
