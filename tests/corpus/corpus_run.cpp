@@ -2,7 +2,6 @@
 #include "tests/corpus/corpus_run.h"
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -183,17 +182,6 @@ void ReadPastEnd(IoObject* stream, FilterProc* proc, LeanHost& host, CorpusRun& 
         run.problems.push_back("a read behind the end did not end the document again");
 }
 
-}  // namespace
-
-uint16_t IdentifyCorpusFile(const std::string& path) {
-    FileStream stream(FileObjectOpen(path.c_str()));
-    uint16_t formatId = FI_UNKNOWN;
-    if (stream) IdentifyHandle(stream.get(), 0, &formatId);
-    return formatId;
-}
-
-namespace {
-
 // The whole run over an open stream of `size` bytes.
 CorpusRun RunStream(IoObject* stream, uint64_t size, const CorpusRunOptions& options) {
     CorpusRun run;
@@ -225,6 +213,13 @@ CorpusRun RunStream(IoObject* stream, uint64_t size, const CorpusRunOptions& opt
 }
 
 }  // namespace
+
+uint16_t IdentifyCorpusFile(const std::string& path) {
+    FileStream stream(FileObjectOpen(path.c_str()));
+    uint16_t formatId = FI_UNKNOWN;
+    if (stream) IdentifyHandle(stream.get(), 0, &formatId);
+    return formatId;
+}
 
 CorpusRun RunCorpusFile(const std::string& path, const CorpusRunOptions& options) {
     std::error_code error;
@@ -260,11 +255,4 @@ std::vector<std::string> CorpusFilesUnder(const std::string& folder) {
         if (it->is_regular_file()) files.push_back(it->path().string());
     std::sort(files.begin(), files.end());
     return files;
-}
-
-std::string CorpusTestName(const std::string& folder) {
-    std::string name = folder;
-    for (char& c : name)
-        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-    return name;
 }

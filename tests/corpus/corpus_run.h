@@ -44,5 +44,3 @@ CorpusRun RunCorpusBytes(std::string_view bytes, const CorpusRunOptions& options
 std::string CorpusRoot();
 std::vector<std::string> CorpusFolders();
 std::vector<std::string> CorpusFilesUnder(const std::string& folder);
-// A folder's name as a test name: letters and digits, the rest '_'.
-std::string CorpusTestName(const std::string& folder);

@@ -15,6 +15,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <map>
 #include <string>
 #include <utility>
@@ -193,13 +194,9 @@ private:
     static constexpr size_t kProblemsKept = 8;
 
     static std::string Hex(uint64_t value) {
-        static const char digits[] = "0123456789ABCDEF";
-        std::string out;
-        do {
-            out.insert(out.begin(), digits[value & 0xF]);
-            value >>= 4;
-        } while (value != 0);
-        return "0x" + out;
+        char text[24];
+        std::snprintf(text, sizeof text, "0x%llX", static_cast<unsigned long long>(value));
+        return text;
     }
 
     static void Fold(uint64_t& digest, uint32_t value) {

@@ -7,7 +7,10 @@
 // part, the reference drops it. An attached message is written whole, as the
 // byte range of the mail it is; the reference marks where it saw one. Every
 // base64 part with a file name must be written under the name the reference
-// decodes, once made safe.
+// decodes, once made safe. Among them are Thunderbird's layouts (mixed, then
+// alternative, then related, then an attachment behind the closing lines of
+// two levels: test-alt-rel-with-attach.eml, the 08, 09, 10 and 20 mails of
+// comm-central's mailnews data), whose attachments must come out decoded.
 //
 // The parts where the two disagree for a known reason are listed below with
 // it; any other disagreement fails the test.
@@ -36,7 +39,6 @@ namespace fs = std::filesystem;
 // or a named base64 payload not written under its name ("name:" and the
 // reference's name). The list is exact: a difference not listed fails, and so
 // does a listed one that no longer happens.
-// Why a part differs, for the list below.
 constexpr const char* kInsideMessage = "lies inside an attached message, which is written whole as one file";
 constexpr const char* kShownAsText = "a text part without an attachment disposition is shown in the body, not written as a file";
 constexpr const char* kNotChosen = "an alternative not chosen for display is not offered as a file";
@@ -81,7 +83,6 @@ const Difference kDifferences[] = {
     {"comm-central/mailnews/test/data/bodystructurebug244741", "pdf", kEmptyBody},
     {"comm-central/mailnews/test/data/bodystructurebug244741", "pdf-1", kEmptyBody},
     {"comm-central/mailnews/test/data/mime-torture", "name:Alices_PDP-10", kInsideMessage},
-    {"comm-central/mailnews/test/data/multipart-complex1", "part-1.txt", kTooShortForBase64},
     {"cpython-email/msg_15.txt", "xx.gif", "the nested multipart reuses the outer boundary; the reference loses the picture part, whose body is one line of text"},
     {"enmime/testdata/low-quality/bad-header-wrap.raw", "7DDA4_foo_9E5D72.zip", "a header line without its folding blank ends the header for the reference, whose payload then holds the rest of the header; here the short base64 is written as it stands"},
     {"enmime/testdata/low-quality/unk-charset-part.raw", "foo_9E5D72.zip", kTooShortForBase64},
@@ -108,12 +109,6 @@ const Difference kDifferences[] = {
     {"mime-tools/testmsgs/multi-2evil.msg", "name:/evil/because:ofpath3d-=?ISO-8859-1?Q?=63?=om=?US-ASCII*EN?Q?pr?=ess.gif", kWordsInQuotes},
     {"mime-tools/testmsgs/multi-frag.msg", "3d-eye.gif", kDamagedClosing},
     {"mime-tools/testmsgs/multi-frag.msg", "name:3d-eye.gif", kDamagedClosing},
-    {"mime-tools/testmsgs/multi-igor.msg", "name:Makefile", kShownAsText},
-    {"mime-tools/testmsgs/multi-igor.msg", "name:Parser.n.out", kShownAsText},
-    {"mime-tools/testmsgs/multi-igor.msg", "name:multi-nested.msg", kShownAsText},
-    {"mime-tools/testmsgs/multi-igor2.msg", "name:Makefile", kShownAsText},
-    {"mime-tools/testmsgs/multi-igor2.msg", "name:Parser.n.out", kShownAsText},
-    {"mime-tools/testmsgs/multi-igor2.msg", "name:multi-nested.msg", kShownAsText},
     {"mime4j/mimetools-testmsgs/attachment-filename-encoding-UTF8.msg", "attachment.äöü", kTooShortForBase64},
     {"mime4j/mimetools-testmsgs/attachment-filename-encoding-UTF8.msg", "name:attachment.äöü", kTooShortForBase64},
     {"mime4j/mimetools-testmsgs/attachment-filename-encoding-UTF8.out", "attachment.äöü", kTooShortForBase64},
@@ -131,19 +126,12 @@ const Difference kDifferences[] = {
     {"mime4j/mimetools-testmsgs/multi-igor.out", "name:Makefile", kShownAsText},
     {"mime4j/mimetools-testmsgs/multi-igor.out", "name:Parser.n.out", kShownAsText},
     {"mime4j/mimetools-testmsgs/multi-igor.out", "name:multi-nested.msg", kShownAsText},
-    {"mime4j/mimetools-testmsgs/multi-igor2.msg", "name:Makefile", kShownAsText},
-    {"mime4j/mimetools-testmsgs/multi-igor2.msg", "name:Parser.n.out", kShownAsText},
-    {"mime4j/mimetools-testmsgs/multi-igor2.msg", "name:multi-nested.msg", kShownAsText},
-    {"mime4j/mimetools-testmsgs/multi-igor2.out", "name:Makefile", kShownAsText},
-    {"mime4j/mimetools-testmsgs/multi-igor2.out", "name:Parser.n.out", kShownAsText},
-    {"mime4j/mimetools-testmsgs/multi-igor2.out", "name:multi-nested.msg", kShownAsText},
     {"mime4j/misc/james-utils/src/test/resources/sampleMail.msg", "name:Sprint-2015-05-18.ods", kInsideMessage},
     {"mime4j/testmsgs/example.msg", "rhubarb.txt", kQuotedPrintableAsText},
     {"mime4j/testmsgs/example.out", "rhubarb.txt", kQuotedPrintableAsText},
     {"mime4j/testmsgs/missing-inner-boundary.msg", "part-1.txt", kNoInnerDelimiter},
     {"mimekit/messages/empty-multipart.txt", "part-1.txt", kNoInnerDelimiter},
     {"mimekit/messages/epilogue.txt", "part-1.bin", kEmptyBody},
-    {"mimekit/partial/message-partial.0.eml", "name:earrings.jpg", kInsideMessage},
     {"mimekit/tnef/rich-text.eml", "name:winmail.dat", kTnefEnvelope},
     {"mimekit/tnef/ukr.eml", "name:winmail.dat", kTnefEnvelope},
     {"spamassassin/nice/cjk/iso-2022-jp.1", "name:test-archive.txt", kShownAsText},
@@ -196,10 +184,7 @@ std::map<size_t, std::vector<Payload>> ReferencePayloads(const std::vector<fs::p
     while (std::getline(manifest, line)) {
         std::istringstream fields(line);
         std::string mail, part, encoding, name, path;
-        std::getline(fields, mail, '\t');
-        std::getline(fields, part, '\t');
-        std::getline(fields, encoding, '\t');
-        std::getline(fields, name, '\t');
+        for (std::string* field : {&mail, &part, &encoding, &name}) std::getline(fields, *field, '\t');
         std::getline(fields, path);
         payloads[std::stoul(mail)].push_back(
             {encoding, name == "-" ? "" : HexToBytes(name), path == "-" ? "" : ReadWholeFile(path)});
@@ -255,6 +240,9 @@ std::vector<fs::path> CorpusFiles() {
         if (entry.is_regular_file() && entry.path().extension() != ".md")
             files.push_back(entry.path());
     std::sort(files.begin(), files.end());
+    // A later copy of a file's bytes would only repeat that file's checks.
+    std::set<std::string> seen;
+    std::erase_if(files, [&](const fs::path& file) { return !seen.insert(ReadWholeFile(file.string())).second; });
     return files;
 }
 
@@ -308,32 +296,6 @@ TEST(ExtractCorpus, WritesWhatAnIndependentDecoderFindsInEveryMail) {
         EXPECT_TRUE(listed.count({mail, part})) << mail << ": " << part << " differs from the reference";
     for (const auto& [mail, part] : listed)
         EXPECT_TRUE(found.count({mail, part})) << mail << ": " << part << " now agrees: take it off the list";
-    fs::remove_all(work);
-}
-
-// Thunderbird's layout: mixed, then alternative, then related, then an
-// attachment behind the closing lines of two levels. The attachment must come
-// out decoded, under its name, byte for byte what the reference decodes.
-TEST(ExtractCorpus, AttachmentBehindTwoClosingLevels) {
-    const fs::path mail =
-        fs::path(MAILSIFT_DATA_DIR) / "comm-central/mail/test/browser/message-window/data/test-alt-rel-with-attach.eml";
-    const fs::path work = OwnTempFolder() / "extract-layout";
-    fs::remove_all(work);
-    fs::create_directories(work);
-    const auto reference = ReferencePayloads({mail}, work);
-    ASSERT_EQ(reference.count(0), 1u);
-    const CliResult run = RunCli({"extract", "-o", (work / "out").string(), mail.string()});
-    ASSERT_EQ(run.status, 0) << run.err;
-    std::map<std::string, std::string> files;
-    for (const auto& entry : fs::directory_iterator(work / "out"))
-        files[entry.path().filename().string()] = ReadWholeFile(entry.path().string());
-    int attachments = 0;
-    for (const Payload& payload : reference.at(0)) {
-        if (payload.encoding != "base64" || payload.name.empty()) continue;
-        ++attachments;
-        EXPECT_TRUE(WrittenUnderItsName(payload, files)) << payload.name;
-    }
-    EXPECT_EQ(attachments, 2);
     fs::remove_all(work);
 }
 

@@ -4,17 +4,13 @@ independent reference for the extraction test.
 
 usage: payloads.py LIST OUTDIR
 
-LIST holds one mail path per line. For the mail on line N (from 0) that the
-package parses as a message (a header block with at least one field), every
-leaf part's decoded payload goes to OUTDIR/N-M.bin, and OUTDIR/manifest.tsv
-gets one line per part:
-
-    N <tab> M <tab> transfer-encoding <tab> file name as UTF-8 hex, or - <tab> path
-
-An attached message (message/rfc822 and the like) gets a line of its own with
-the transfer encoding "attached-message" and no file, before its parts.
-
-A mail it can't parse gets no lines.
+For the mail on line N (from 0) of LIST that the package parses as a message
+(a header block with at least one field), leaf part M's decoded payload goes
+to OUTDIR/N-M.bin and OUTDIR/manifest.tsv gets the tab-separated line
+"N M transfer-encoding file-name-as-UTF-8-hex-or-- path". An attached message
+(message/rfc822 and the like) gets a line of its own before its parts, with
+the transfer encoding "attached-message" and no file. A mail it can't parse
+gets no lines.
 """
 import email
 import email.policy
