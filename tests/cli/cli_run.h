@@ -54,10 +54,10 @@ inline std::string WriteTemp(const std::string& name, const std::string& bytes) 
 // running the program through env(1).
 inline CliResult RunCli(const std::vector<std::string>& args,
                         const std::vector<std::string>& env = {}) {
-    char outName[] = "/tmp/mailsift-cli-out-XXXXXX";
-    char errName[] = "/tmp/mailsift-cli-err-XXXXXX";
-    const int outFd = mkstemp(outName);
-    const int errFd = mkstemp(errName);
+    std::string outName = (OwnTempFolder() / "out-XXXXXX").string();
+    std::string errName = (OwnTempFolder() / "err-XXXXXX").string();
+    const int outFd = mkstemp(outName.data());
+    const int errFd = mkstemp(errName.data());
     CliResult result;
     if (outFd < 0 || errFd < 0) return result;
 
@@ -85,7 +85,7 @@ inline CliResult RunCli(const std::vector<std::string>& args,
     close(errFd);
     result.out = ReadWholeFile(outName);
     result.err = ReadWholeFile(errName);
-    unlink(outName);
-    unlink(errName);
+    unlink(outName.c_str());
+    unlink(errName.c_str());
     return result;
 }
