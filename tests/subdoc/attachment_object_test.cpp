@@ -26,11 +26,15 @@ const uint32_t kBodyLength = static_cast<uint32_t>(kBody.size());
 constexpr uint32_t kOuterCode = TC_BASE64;  // only passed on; the stage host decodes hex
 constexpr uint32_t kInnerCode = TC_UUENCODE;
 
-AttachRecord Record(uint32_t offset, uint32_t length, uint32_t transferCode = 0) {
+AttachRecord Record(uint32_t offset, uint32_t length, uint32_t transferCode = 0, uint32_t innerTransfer = 0,
+                    uint32_t innerOffset = 0, uint32_t innerLength = 0) {
     AttachRecord record{};
     record.offset = offset;
     record.length = length;
     record.transferCode = transferCode;
+    record.innerTransfer = innerTransfer;
+    record.innerOffset = innerOffset;
+    record.innerLength = innerLength;
     return record;
 }
 
@@ -188,12 +192,9 @@ TEST_F(AttachmentObject, StagesChainAndTheInnermostIsRead) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.content);
         StageHost stage(kHead + c.encoded);
-        AttachRecord record = Record(kBodyOffset, c.innerLength ? 0xFFFFFFFE : uint32_t(c.encoded.size()),
-                                     kOuterCode);
-        record.innerTransfer = c.innerTransfer;
-        record.innerOffset = c.innerOffset;
-        record.innerLength = c.innerLength;
-        IoObject* object = Request(stage.document(), Add(record, c.name));
+        const uint32_t length = c.innerLength ? 0xFFFFFFFE : uint32_t(c.encoded.size());
+        IoObject* object = Request(stage.document(), Add(Record(kBodyOffset, length, kOuterCode, c.innerTransfer,
+                                                                c.innerOffset, c.innerLength), c.name));
         ASSERT_NE(object, nullptr);
 
         const std::vector<OpenRequest> opens = Stages().opens;
@@ -245,11 +246,8 @@ TEST_F(AttachmentObject, FailedStagesFallBackToTheEncodedRange) {
     // Opens: 1 outer range, 2 outer decoding, 3 inner range, 4 inner decoding.
     for (uint32_t failAt : {2u, 3u, 4u}) {
         StageHost stage(kHead + encoded, StageFailure{failAt, true});
-        AttachRecord record = Record(kBodyOffset, 0xFFFFFFFE, kOuterCode);
-        record.innerTransfer = kInnerCode;
-        record.innerOffset = 5;
-        record.innerLength = 10;
-        IoObject* object = Request(stage.document(), Add(record, "kept.name"));
+        IoObject* object =
+            Request(stage.document(), Add(Record(kBodyOffset, 0xFFFFFFFE, kOuterCode, kInnerCode, 5, 10), "kept.name"));
         ASSERT_NE(object, nullptr);
         EXPECT_EQ(Stages().live, failAt - 1) << "failing at open " << failAt;
         EXPECT_EQ(NameOf(object), failAt == 2 ? "" : "kept.name");
