@@ -64,7 +64,6 @@ std::vector<std::string> NamesOf(const std::string& path) {
     fs::remove_all(dir);
     const CliResult extract = RunCli({"extract", "-o", dir.string(), path});
     EXPECT_EQ(extract.status, 0) << path << ": " << extract.err;
-    const std::vector<std::string> numbers = Column(extract.out, 0);
     const std::vector<std::string> written = Column(extract.out, 1);
     EXPECT_EQ(written.size(), names.size()) << path;
     for (size_t i = 0; i < written.size() && i < names.size(); ++i) {

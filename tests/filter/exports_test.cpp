@@ -27,7 +27,7 @@ std::set<std::string> DefinedDynamicSymbols(const std::string& library) {
     char line[1024];
     while (std::fgets(line, sizeof line, pipe)) {
         std::string text(line);
-        while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+        text.erase(text.find_last_not_of("\r\n") + 1);
         size_t space = text.rfind(' ');
         names.insert(space == std::string::npos ? text : text.substr(space + 1));
     }
