@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -42,34 +43,38 @@ inline const std::filesystem::path& OwnTempFolder() {
     return folder.path;
 }
 
-// `env` entries ("NAME=value") are added to the inherited environment.
+// Writes `bytes` to `name` in the folder above; answers its path.
+inline std::string WriteTemp(const std::string& name, const std::string& bytes) {
+    const std::string path = (OwnTempFolder() / name).string();
+    std::ofstream(path, std::ios::binary) << bytes;
+    return path;
+}
+
+// `env` entries ("NAME=value") are added to the inherited environment, by
+// running the program through env(1).
 inline CliResult RunCli(const std::vector<std::string>& args,
                         const std::vector<std::string>& env = {}) {
-    char outName[] = "/tmp/mailsift-cli-out-XXXXXX";
-    char errName[] = "/tmp/mailsift-cli-err-XXXXXX";
-    const int outFd = mkstemp(outName);
-    const int errFd = mkstemp(errName);
+    std::string outName = (OwnTempFolder() / "out-XXXXXX").string();
+    std::string errName = (OwnTempFolder() / "err-XXXXXX").string();
+    const int outFd = mkstemp(outName.data());
+    const int errFd = mkstemp(errName.data());
     CliResult result;
     if (outFd < 0 || errFd < 0) return result;
 
-    std::vector<std::string> argStore = {MAILSIFT_CLI};
+    std::vector<std::string> argStore = {"/usr/bin/env"};
+    argStore.insert(argStore.end(), env.begin(), env.end());
+    argStore.push_back(MAILSIFT_CLI);
     argStore.insert(argStore.end(), args.begin(), args.end());
     std::vector<char*> argv;
     for (std::string& arg : argStore) argv.push_back(arg.data());
     argv.push_back(nullptr);
-    std::vector<std::string> envStore;
-    for (char** e = environ; *e; ++e) envStore.emplace_back(*e);
-    envStore.insert(envStore.end(), env.begin(), env.end());
-    std::vector<char*> envp;
-    for (std::string& entry : envStore) envp.push_back(entry.data());
-    envp.push_back(nullptr);
 
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, outFd, 1);
     posix_spawn_file_actions_adddup2(&actions, errFd, 2);
     pid_t pid = 0;
-    if (posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data()) == 0) {
+    if (posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ) == 0) {
         int wstatus = 0;
         waitpid(pid, &wstatus, 0);
         if (WIFEXITED(wstatus)) result.status = WEXITSTATUS(wstatus);
@@ -80,7 +85,7 @@ inline CliResult RunCli(const std::vector<std::string>& args,
     close(errFd);
     result.out = ReadWholeFile(outName);
     result.err = ReadWholeFile(errName);
-    unlink(outName);
-    unlink(errName);
+    unlink(outName.c_str());
+    unlink(errName.c_str());
     return result;
 }

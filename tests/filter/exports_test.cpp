@@ -19,13 +19,6 @@ const std::set<std::string> kInterface = {
     "MIMELocatorsDoClose", "MIMELocatorsDoRead", "MIMELocatorsDoSeek", "MIMELocatorsDoTell",
     "MIMELocatorsDoGetInfo"};
 
-// The routines a host needs before any sub-document exists.
-const char* const kRequired[] = {
-    "VwGetRtns", "VwGetInfo", "VwAllocProc", "VwFreeProc", "VwGetData", "VwSetData",
-    "VwLocalUp", "VwLocalDown", "VwSetUser", "VwSetSoRtn", "VwStreamOpen", "VwStreamSection",
-    "VwStreamRead", "VwStreamSeek", "VwStreamTell", "VwStreamClose", "VwStreamReadRecord",
-    "VwGetSectionDataFunc", "VwSetSectionDataFunc"};
-
 std::set<std::string> DefinedDynamicSymbols(const std::string& library) {
     std::set<std::string> names;
     std::string command = "nm -D --defined-only '" + library + "'";
@@ -34,7 +27,7 @@ std::set<std::string> DefinedDynamicSymbols(const std::string& library) {
     char line[1024];
     while (std::fgets(line, sizeof line, pipe)) {
         std::string text(line);
-        while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+        text.erase(text.find_last_not_of("\r\n") + 1);
         size_t space = text.rfind(' ');
         names.insert(space == std::string::npos ? text : text.substr(space + 1));
     }
@@ -46,7 +39,10 @@ TEST(Exports, OnlyInterfaceNamesLeaveTheLibrary) {
     std::set<std::string> names = DefinedDynamicSymbols(MAILSIFT_FILTER_LIB);
     ASSERT_FALSE(names.empty());
     for (const std::string& name : names) EXPECT_TRUE(kInterface.count(name)) << "exported: " << name;
-    for (const char* name : kRequired) EXPECT_TRUE(names.count(name)) << "missing: " << name;
+    // Every routine of the routine table is there; the object routines come
+    // with the objects a filter makes.
+    for (const std::string& name : kInterface)
+        EXPECT_TRUE(!name.starts_with("Vw") || names.count(name)) << "missing: " << name;
 }
 
 }  // namespace

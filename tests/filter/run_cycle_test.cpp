@@ -60,31 +60,6 @@ TEST(RunCycle, StopAtALineEndRestartsBehindIt) {
     session.Close();
 }
 
-TEST(RunCycle, SavedStatesResumeFromTheirOwnPlace) {
-    std::string text;
-    for (int i = 0; i < 50; ++i) text += "line " + std::to_string(i) + "\n";
-    RecordingHost host;
-    host.StopAtEveryParagraph();
-    MemoryObject object(text);
-    FilterSession session(host);
-    ASSERT_EQ(session.Open(object.get(), kOnePart), 0);
-    for (int i = 0; i < 10; ++i) ASSERT_EQ(session.Step(), FilterSession::Stop::Paragraph);
-    auto atTen = session.Save();
-    for (int i = 0; i < 20; ++i) ASSERT_EQ(session.Step(), FilterSession::Stop::Paragraph);
-    auto atThirty = session.Save();
-    for (int round = 0; round < 3; ++round) {
-        session.Restore(atTen);
-        size_t mark = host.Calls().size();
-        session.Step();
-        EXPECT_EQ(host.Text(mark), "line 10\n");
-        session.Restore(atThirty);
-        mark = host.Calls().size();
-        session.Step();
-        EXPECT_EQ(host.Text(mark), "line 30\n");
-    }
-    session.Close();
-}
-
 TEST(RunCycle, GatesRefuseWhatIsNotOurs) {
     RecordingHost host;
     EXPECT_EQ(RunDocument(host, "anything", 9999), VW_ERR_NOT_MINE);

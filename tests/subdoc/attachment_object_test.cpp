@@ -4,7 +4,9 @@
 // Close.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstring>
+#include <tuple>
 
 #include "core/filter_proc.h"
 #include "host/mailfilter.h"
@@ -24,11 +26,15 @@ const uint32_t kBodyLength = static_cast<uint32_t>(kBody.size());
 constexpr uint32_t kOuterCode = TC_BASE64;  // only passed on; the stage host decodes hex
 constexpr uint32_t kInnerCode = TC_UUENCODE;
 
-AttachRecord Record(uint32_t offset, uint32_t length, uint32_t transferCode = 0) {
+AttachRecord Record(uint32_t offset, uint32_t length, uint32_t transferCode = 0, uint32_t innerTransfer = 0,
+                    uint32_t innerOffset = 0, uint32_t innerLength = 0) {
     AttachRecord record{};
     record.offset = offset;
     record.length = length;
     record.transferCode = transferCode;
+    record.innerTransfer = innerTransfer;
+    record.innerOffset = innerOffset;
+    record.innerLength = innerLength;
     return record;
 }
 
@@ -73,13 +79,10 @@ TEST_F(AttachmentObject, RawAttachmentReadsItsRangeSeeksAndTells) {
     EXPECT_EQ(host_.Calls().size(), callsBefore) << "no host routine is called";
 
     // One Open: the range of the document, marked 9, last offset inclusive.
-    ASSERT_EQ(StageHost::Opens().size(), 1u);
-    const OpenRequest range = StageHost::Opens()[0];
-    EXPECT_EQ(range.kind, 8u);
-    EXPECT_EQ(range.base, 1u);
-    EXPECT_EQ(range.first, kBodyOffset);
-    EXPECT_EQ(range.second, kBodyOffset + kBodyLength - 1);
-    EXPECT_EQ(range.flags, 9u);
+    ASSERT_EQ(Stages().opens.size(), 1u);
+    const OpenRequest r = Stages().opens[0];
+    EXPECT_EQ((std::array{r.kind, r.base, r.first, r.second, r.flags}),
+              (std::array{8u, 1u, kBodyOffset, kBodyOffset + kBodyLength - 1, 9u}));
     EXPECT_EQ(object->Write, nullptr);
     EXPECT_EQ(object->Open, stage.document()->Open);
 
@@ -90,13 +93,11 @@ TEST_F(AttachmentObject, RawAttachmentReadsItsRangeSeeksAndTells) {
     ASSERT_EQ(object->Seek(object, 0, 0), 0);
     EXPECT_EQ(ReadRest(object, 7), kBody);
 
-    // The largest count a host asks for at once: the whole body in one call.
     ASSERT_EQ(object->Seek(object, 0, 0), 0);
     std::string buffer(65535, '\0');
-    uint32_t got = 0xFFFFFFFF;
+    uint32_t got = 0;
     ASSERT_EQ(object->Read(object, buffer.data(), 65535, &got), 0);
-    ASSERT_EQ(got, kBodyLength);
-    EXPECT_EQ(buffer.substr(0, got), kBody);
+    EXPECT_EQ(buffer.substr(0, got), kBody) << "the largest count a host asks for, in one call";
 
     // A whence outside 0..2 does nothing and succeeds.
     const struct { uint16_t whence; int32_t offset; uint32_t tell; } seeks[] = {
@@ -107,8 +108,8 @@ TEST_F(AttachmentObject, RawAttachmentReadsItsRangeSeeksAndTells) {
     }
     EXPECT_EQ(ReadRest(object), kBody.substr(3));
     object->Close(object);
-    EXPECT_EQ(StageHost::Closed(), std::vector<uint32_t>{2});
-    EXPECT_EQ(StageHost::LiveObjects(), 0u);
+    EXPECT_EQ(Stages().closed, std::vector<uint32_t>{2});
+    EXPECT_EQ(Stages().live, 0u);
 }
 
 // The object keeps its name after VwStreamClose has freed the records.
@@ -144,22 +145,19 @@ TEST_F(AttachmentObject, GetInfoAnswersAndTheRecordsName) {
     longObject->Close(longObject);
 }
 
+// To the end of the document, and length 0: a last offset one before the
+// first, nothing to read.
 TEST_F(AttachmentObject, RangesToTheEndAndEmptyRanges) {
     StageHost stage(kDocument);
-    IoObject* toEnd = Request(stage.document(), Add(Record(kBodyOffset, 0xFFFFFFFE)));
-    ASSERT_NE(toEnd, nullptr);
-    EXPECT_EQ(StageHost::Opens().back().second, 0xFFFFFFFEu);
-    ASSERT_EQ(toEnd->Seek(toEnd, 0, 0), 0);
-    EXPECT_EQ(ReadRest(toEnd), kBody + kTail);
-    toEnd->Close(toEnd);
-
-    // Length 0 asks for a last offset one before the first: nothing to read.
-    IoObject* empty = Request(stage.document(), Add(Record(kBodyOffset, 0)));
-    ASSERT_NE(empty, nullptr);
-    EXPECT_EQ(StageHost::Opens().back().second, kBodyOffset - 1);
-    ASSERT_EQ(empty->Seek(empty, 0, 0), 0);
-    EXPECT_EQ(ReadRest(empty), "");
-    empty->Close(empty);
+    for (const auto& [length, last, content] : {std::tuple{0xFFFFFFFEu, 0xFFFFFFFEu, kBody + kTail},
+                                                std::tuple{0u, kBodyOffset - 1, std::string()}}) {
+        IoObject* object = Request(stage.document(), Add(Record(kBodyOffset, length)));
+        ASSERT_NE(object, nullptr);
+        EXPECT_EQ(Stages().opens.back().second, last);
+        ASSERT_EQ(object->Seek(object, 0, 0), 0);
+        EXPECT_EQ(ReadRest(object), content);
+        object->Close(object);
+    }
 }
 
 // Every stage opens on the one before it; the object starts at the beginning
@@ -171,7 +169,7 @@ TEST_F(AttachmentObject, StagesChainAndTheInnermostIsRead) {
     const std::string sliced = "skip these|the wanted slice|and the rest";
     const uint32_t innerAt = static_cast<uint32_t>(prefix.size());
     const uint32_t innerLength = static_cast<uint32_t>(HexOf("inner file").size());
-    struct Stage { uint32_t kind, first, second, flags; };
+    using Stage = std::array<uint32_t, 4>;  // kind, first, second, flags
     const struct {
         std::string encoded;
         uint32_t innerTransfer, innerOffset, innerLength;
@@ -194,30 +192,25 @@ TEST_F(AttachmentObject, StagesChainAndTheInnermostIsRead) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.content);
         StageHost stage(kHead + c.encoded);
-        AttachRecord record = Record(kBodyOffset, c.innerLength ? 0xFFFFFFFE : uint32_t(c.encoded.size()),
-                                     kOuterCode);
-        record.innerTransfer = c.innerTransfer;
-        record.innerOffset = c.innerOffset;
-        record.innerLength = c.innerLength;
-        IoObject* object = Request(stage.document(), Add(record, c.name));
+        const uint32_t length = c.innerLength ? 0xFFFFFFFE : uint32_t(c.encoded.size());
+        IoObject* object = Request(stage.document(), Add(Record(kBodyOffset, length, kOuterCode, c.innerTransfer,
+                                                                c.innerOffset, c.innerLength), c.name));
         ASSERT_NE(object, nullptr);
 
-        const std::vector<OpenRequest> opens = StageHost::Opens();
+        const std::vector<OpenRequest> opens = Stages().opens;
         ASSERT_EQ(opens.size(), c.opens.size());
         std::vector<uint32_t> innermostFirst;
         for (size_t i = 0; i < opens.size(); ++i) {
             EXPECT_EQ(opens[i].base, i == 0 ? 1u : opens[i - 1].label) << "open " << i;
-            EXPECT_EQ(opens[i].kind, c.opens[i].kind) << "open " << i;
-            EXPECT_EQ(opens[i].first, c.opens[i].first) << "open " << i;
-            EXPECT_EQ(opens[i].second, c.opens[i].second) << "open " << i;
-            EXPECT_EQ(opens[i].flags, c.opens[i].flags) << "open " << i;
+            EXPECT_EQ((std::array{opens[i].kind, opens[i].first, opens[i].second, opens[i].flags}), c.opens[i])
+                << "open " << i;
             innermostFirst.insert(innermostFirst.begin(), opens[i].label);
         }
         EXPECT_EQ(TellOf(object), 0u);
         EXPECT_EQ(ReadRest(object, 5), c.content);
         EXPECT_EQ(NameOf(object), c.shownName);
         object->Close(object);
-        EXPECT_EQ(StageHost::Closed(), innermostFirst);
+        EXPECT_EQ(Stages().closed, innermostFirst);
     }
 }
 
@@ -228,7 +221,7 @@ TEST_F(AttachmentObject, DeadObjectWhenTheRangeFails) {
         IoObject* object = Request(stage.document(), Add(Record(kBodyOffset, kBodyLength)), &code);
         ASSERT_NE(object, nullptr) << "the host gets the object all the same";
         EXPECT_EQ(code, 0);
-        EXPECT_EQ(StageHost::LiveObjects(), 0u) << "what a failed Open left is closed";
+        EXPECT_EQ(Stages().live, 0u) << "what a failed Open left is closed";
         char buf[16];
         uint32_t got = 77;
         EXPECT_EQ(object->Read(object, buf, sizeof buf, &got), -4);
@@ -239,9 +232,9 @@ TEST_F(AttachmentObject, DeadObjectWhenTheRangeFails) {
         EXPECT_EQ(object->Tell(object, &pos), -4);
         EXPECT_EQ(NameOf(object), "");
         EXPECT_EQ(object->GetInfo(object, 4, nullptr), -10);
-        const size_t closesBefore = StageHost::Closed().size();
+        const size_t closesBefore = Stages().closed.size();
         object->Close(object);
-        EXPECT_EQ(StageHost::Closed().size(), closesBefore) << "a dead object closes no stream";
+        EXPECT_EQ(Stages().closed.size(), closesBefore) << "a dead object closes no stream";
     }
 }
 
@@ -253,18 +246,15 @@ TEST_F(AttachmentObject, FailedStagesFallBackToTheEncodedRange) {
     // Opens: 1 outer range, 2 outer decoding, 3 inner range, 4 inner decoding.
     for (uint32_t failAt : {2u, 3u, 4u}) {
         StageHost stage(kHead + encoded, StageFailure{failAt, true});
-        AttachRecord record = Record(kBodyOffset, 0xFFFFFFFE, kOuterCode);
-        record.innerTransfer = kInnerCode;
-        record.innerOffset = 5;
-        record.innerLength = 10;
-        IoObject* object = Request(stage.document(), Add(record, "kept.name"));
+        IoObject* object =
+            Request(stage.document(), Add(Record(kBodyOffset, 0xFFFFFFFE, kOuterCode, kInnerCode, 5, 10), "kept.name"));
         ASSERT_NE(object, nullptr);
-        EXPECT_EQ(StageHost::LiveObjects(), failAt - 1) << "failing at open " << failAt;
+        EXPECT_EQ(Stages().live, failAt - 1) << "failing at open " << failAt;
         EXPECT_EQ(NameOf(object), failAt == 2 ? "" : "kept.name");
         ASSERT_EQ(object->Seek(object, 0, 0), 0);
         EXPECT_EQ(ReadRest(object), encoded);
         object->Close(object);
-        EXPECT_EQ(StageHost::LiveObjects(), 0u);
+        EXPECT_EQ(Stages().live, 0u);
     }
 }
 

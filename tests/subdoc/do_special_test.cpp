@@ -87,7 +87,7 @@ TEST_F(DoSpecialRequest, WithoutAnObjectAnswerMinusTwo) {
     EXPECT_EQ(VwDoSpecial(stage.document(), 0, nullptr, 0, 0, 0, session.proc()), -2);
     EXPECT_EQ(VwDoSpecial(stage.document(), 0, &object, 0, 0, 0, nullptr), -2);
     EXPECT_EQ(object, kPreset);
-    EXPECT_TRUE(StageHost::Opens().empty());
+    EXPECT_TRUE(Stages().opens.empty());
     EXPECT_EQ(host.Calls().size(), callsBefore);
 
     // A block that never opened a document has no attachments list at all.
@@ -110,7 +110,7 @@ TEST_F(DoSpecialRequest, NoMemoryForTheObjectCallsBailOut) {
     EXPECT_EQ(object, nullptr);
     ASSERT_EQ(host.Calls().size(), callsBefore + 1);
     EXPECT_EQ(FormatHostEvent(host.Calls().back()), "SoBailOut 0");
-    EXPECT_TRUE(StageHost::Opens().empty()) << "nothing is opened without an object";
+    EXPECT_TRUE(Stages().opens.empty()) << "nothing is opened without an object";
 
     // With memory back the same request works.
     ASSERT_EQ(VwDoSpecial(stage.document(), 0, &object, 0, 0, 0, session.proc()), 0);
@@ -120,9 +120,15 @@ TEST_F(DoSpecialRequest, NoMemoryForTheObjectCallsBailOut) {
     object->Close(object);
 }
 
-TEST(Locators, ByteRangesOfTheDocument) {
+// A byte range of the document: offset 3 with last offset 12, and offset 14
+// to the end; then the embedded message's link, whose recipe (0x100, body
+// offset, body length) opens the message, at most with the line end in front
+// of the delimiter.
+TEST(Locators, ByteRangesAndAnEmbeddedMessagesLink) {
+    const std::string inner = "From: inner@example.org\r\nSubject: INNER\r\n\r\ninner body\r\n";
+    const std::string mail = "Subject: outer\r\nContent-Type: multipart/mixed; boundary=\"b\"\r\n\r\n"
+                             "--b\r\nContent-Type: message/rfc822\r\n\r\n" + inner + "--b--\r\n";
     RecordingHost host;
-    const std::string mail = "Subject: x\r\n\r\n0123456789abcdefghij\r\n";
     MemoryObject document(mail);
     FilterSession session(host);
     ASSERT_EQ(session.Open(document.get(), FI_INTERNET_MAIL), 0);
@@ -130,7 +136,7 @@ TEST(Locators, ByteRangesOfTheDocument) {
     IoObject* object = nullptr;
     ASSERT_EQ(VwDoSpecial(document.get(), 3, &object, 10, 0, 0, session.proc()), 0);
     ASSERT_NE(object, nullptr);
-    EXPECT_EQ(ReadRest(object), mail.substr(3, 10)) << "offset 3, last offset 12";
+    EXPECT_EQ(ReadRest(object), mail.substr(3, 10));
     EXPECT_EQ(NameOf(object), "locatorsbody2.tmp");
     EXPECT_EQ(object->Write, nullptr);
     ASSERT_EQ(object->Seek(object, 2, 0), 0);
@@ -139,32 +145,23 @@ TEST(Locators, ByteRangesOfTheDocument) {
     EXPECT_EQ(pos, 10u);
     EXPECT_EQ(object->Seek(object, 7, 0), 0) << "an unknown whence does nothing";
     EXPECT_EQ(object->Close(object), 0);
-
     object = nullptr;
     ASSERT_EQ(VwDoSpecial(document.get(), 14, &object, 0xFFFFFFFE, 0, 0, session.proc()), 0);
     ASSERT_NE(object, nullptr);
     EXPECT_EQ(ReadRest(object), mail.substr(14)) << "to the end of the document";
     object->Close(object);
-}
 
-// The link's recipe (0x100, body offset, body length) opens the embedded
-// message, at most with the line end in front of the delimiter.
-TEST(Locators, AnEmbeddedMessageOpensThroughItsLink) {
-    const std::string inner = "From: inner@example.org\r\nSubject: INNER\r\n\r\ninner body\r\n";
-    const std::string mail = "Subject: outer\r\nContent-Type: multipart/mixed; boundary=\"b\"\r\n\r\n"
-                             "--b\r\nContent-Type: message/rfc822\r\n\r\n" + inner + "--b--\r\n";
-    RecordingHost host;
-    MemoryObject document(mail);
-    FilterSession session(host);
-    ASSERT_EQ(session.Open(document.get(), FI_INTERNET_MAIL), 0);
     ASSERT_EQ(session.ReadToEnd(), FilterSession::Stop::Document);
-    const auto& recipes = RecipesOf(host);
-    ASSERT_EQ(recipes.size(), 1u) << host.Transcript();
-    const auto& step = recipes[0].steps.at(0);
-    ASSERT_EQ(step[0], STEP_SPECIAL);
-    EXPECT_EQ(step[1], mail.find(inner));
-    IoObject* object = nullptr;
-    ASSERT_EQ(VwDoSpecial(document.get(), step[1], &object, step[2], 0, 0, session.proc()), 0);
+    const HostEvent* step = nullptr;  // the first step of the only recipe
+    for (const HostEvent& event : host.Calls())
+        if (!step && event.id == SO_SETPROPERTY && event.args[0].number == PROP_RECIPE_STEP) step = &event;
+    ASSERT_EQ(host.Count(SO_NEWSUBDOC), 1u) << host.Transcript();
+    ASSERT_NE(step, nullptr);
+    ASSERT_EQ(step->args[1].number, STEP_SPECIAL);
+    EXPECT_EQ(step->args[2].number, mail.find(inner));
+    object = nullptr;
+    ASSERT_EQ(VwDoSpecial(document.get(), step->args[2].number, &object, step->args[3].number, 0, 0,
+                          session.proc()), 0);
     ASSERT_NE(object, nullptr);
     const std::string got = ReadRest(object);
     EXPECT_EQ(got.substr(0, inner.size()), inner);

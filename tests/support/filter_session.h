@@ -55,10 +55,38 @@ public:
         return code;
     }
     // VwStreamSection when one is due, then one VwStreamRead.
-    Stop Step();
+    Stop Step() {
+        if (!open_) return Stop::Failed;
+        if (sectionDue_) {
+            sectionDue_ = false;
+            if (VwStreamSection(stream_, proc_) != 0) return Stop::Failed;
+        }
+        const size_t first = host_.Calls().size();
+        if (VwStreamRead(stream_, proc_) != 0) return Stop::Failed;
+        const std::vector<HostEvent>& calls = host_.Calls();
+        for (size_t i = calls.size(); i-- > first;) {
+            if (calls[i].id != SO_PUTBREAK) continue;
+            const uint32_t kind = calls[i].args[0].number;
+            if (kind == BRK_DOCUMENT_END) return Stop::Document;
+            if (kind == BRK_SECTION_END) {
+                sectionDue_ = true;
+                return Stop::Section;
+            }
+            if (kind == BRK_PARAGRAPH && calls[i].result == 1) return Stop::Paragraph;
+            break;
+        }
+        return Stop::Nothing;
+    }
     // Steps until the document ends, a read stops for nothing or fails, or
     // `maxSteps` have run. Answers the last stop.
-    Stop ReadToEnd(size_t maxSteps = 100000);
+    Stop ReadToEnd(size_t maxSteps = 100000) {
+        Stop stop = Stop::Nothing;
+        for (size_t i = 0; i < maxSteps; ++i) {
+            stop = Step();
+            if (stop == Stop::Document || stop == Stop::Nothing || stop == Stop::Failed) break;
+        }
+        return stop;
+    }
     void Close() {
         if (open_) VwStreamClose(stream_, proc_);
         open_ = false;
@@ -78,8 +106,6 @@ public:
     }
 
     FilterProc* proc() const { return proc_; }
-    int16_t lastReadCode() const { return lastReadCode_; }
-    size_t sections() const { return sections_; }
 
 private:
     RecordingHost& host_;
@@ -87,49 +113,7 @@ private:
     IoObject* stream_ = nullptr;
     bool open_ = false;
     bool sectionDue_ = true;
-    size_t sections_ = 0;
-    int16_t lastReadCode_ = 0;
 };
-
-// ---- definitions ----
-
-inline FilterSession::Stop FilterSession::Step() {
-    if (!open_) return Stop::Failed;
-    if (sectionDue_) {
-        sectionDue_ = false;
-        ++sections_;
-        const int16_t code = VwStreamSection(stream_, proc_);
-        if (code != 0) {
-            lastReadCode_ = code;
-            return Stop::Failed;
-        }
-    }
-    const size_t first = host_.Calls().size();
-    lastReadCode_ = VwStreamRead(stream_, proc_);
-    if (lastReadCode_ != 0) return Stop::Failed;
-    const std::vector<HostEvent>& calls = host_.Calls();
-    for (size_t i = calls.size(); i-- > first;) {
-        if (calls[i].id != SO_PUTBREAK) continue;
-        const uint32_t kind = calls[i].args[0].number;
-        if (kind == BRK_DOCUMENT_END) return Stop::Document;
-        if (kind == BRK_SECTION_END) {
-            sectionDue_ = true;
-            return Stop::Section;
-        }
-        if (kind == BRK_PARAGRAPH && calls[i].result == 1) return Stop::Paragraph;
-        break;
-    }
-    return Stop::Nothing;
-}
-
-inline FilterSession::Stop FilterSession::ReadToEnd(size_t maxSteps) {
-    Stop stop = Stop::Nothing;
-    for (size_t i = 0; i < maxSteps; ++i) {
-        stop = Step();
-        if (stop == Stop::Document || stop == Stop::Nothing || stop == Stop::Failed) break;
-    }
-    return stop;
-}
 
 // Opens `bytes` as a memory object and reads it through to the end with a
 // fresh session. Answers the open code; the calls land in `host`.

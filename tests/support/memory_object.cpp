@@ -41,12 +41,10 @@ int32_t MemoryRead(IoObject* object, void* buf, uint32_t count, uint32_t* got) {
     file->stats.reads++;
     file->stats.largestRequest = std::max(file->stats.largestRequest, count);
     if (got) *got = 0;
-    const MemoryObjectOptions& options = file->options;
-    if (options.failRead || (options.failReadFrom && file->position >= options.failReadFrom))
-        return kAnswerFailed;
+    if (file->options.failRead) return kAnswerFailed;
     const size_t size = file->bytes.size();
     size_t n = file->position < size ? std::min<size_t>(count, size - file->position) : 0;
-    if (options.shortReads) n = std::min<size_t>(n, options.shortReads);
+    if (file->options.shortReads) n = std::min<size_t>(n, file->options.shortReads);
     if (n) std::memcpy(buf, file->bytes.data() + file->position, n);
     file->position += static_cast<uint32_t>(n);
     file->stats.bytesRead += n;

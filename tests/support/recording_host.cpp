@@ -1,4 +1,4 @@
-// recording_host.cpp - the recording host: break script, transcript and the
+// recording_host.cpp - the recording host: its stops, transcript and the
 // rendered view built from the recorded calls.
 #include "tests/support/recording_host.h"
 
@@ -6,25 +6,10 @@
 
 #include "host/constants.h"
 
-void RecordingHost::StopAtEveryParagraph() { stopAll_ = true; }
-
-void RecordingHost::StopAtParagraph(size_t ordinal) { stops_.push_back(ordinal); }
-
-void RecordingHost::SetBreakScript(BreakScript script) { script_ = std::move(script); }
-
-void RecordingHost::NeverStop() {
-    stopAll_ = false;
-    stops_.clear();
-    script_ = nullptr;
-}
-
 uint16_t RecordingHost::BreakAnswer(uint32_t kind) {
-    size_t ordinal = 0;
-    if (kind == BRK_PARAGRAPH) ordinal = ++paragraphBreaks_;
-    if (script_) return script_(kind, ordinal);
     if (kind != BRK_PARAGRAPH) return 0;
-    if (stopAll_) return 1;
-    return std::find(stops_.begin(), stops_.end(), ordinal) != stops_.end() ? 1 : 0;
+    const size_t ordinal = ++paragraphBreaks_;
+    return stopAll_ || std::find(stops_.begin(), stops_.end(), ordinal) != stops_.end() ? 1 : 0;
 }
 
 std::string RecordingHost::Transcript(size_t from) const {
@@ -75,22 +60,15 @@ std::vector<RenderedItem> RecordingHost::Rendered(size_t from) const {
         const HostEvent& event = calls_[i];
         state.Apply(event);
         if (i < from) continue;
-        RenderedItem item{RenderedItem::Char, 0, state.charset, state.attributes, state.colour};
-        if (event.id == SO_PUTCHAR) {
-            item.value = ArgAt(event, 0);
-        } else if (event.id == SO_PUTSPECIALCHAR) {
-            item.kind = RenderedItem::Special;
-            item.value = ArgAt(event, 0);
-        } else if (event.id == SO_PUTBREAK) {
-            item.kind = RenderedItem::Break;
-            item.value = ArgAt(event, 0);
-        } else if (event.id == SO_PUTSTRINGID) {
-            item.kind = RenderedItem::StringId;
-            item.value = ArgAt(event, 0);
-        } else {
-            continue;
+        RenderedItem::Kind kind;
+        switch (event.id) {
+            case SO_PUTCHAR: kind = RenderedItem::Char; break;
+            case SO_PUTSPECIALCHAR: kind = RenderedItem::Special; break;
+            case SO_PUTBREAK: kind = RenderedItem::Break; break;
+            case SO_PUTSTRINGID: kind = RenderedItem::StringId; break;
+            default: continue;
         }
-        items.push_back(item);
+        items.push_back({kind, ArgAt(event, 0), state.charset, state.attributes, state.colour});
     }
     return items;
 }

@@ -1,5 +1,5 @@
 // recording_host.h - a host for tests: records every host call the filter
-// makes, answers paragraph breaks from a script, and shows the output either
+// makes, answers paragraph breaks as told, and shows the output either
 // as the raw transcript (the `events` lines) or as rendered output: the
 // characters and breaks with the charset, attributes and text colour in force
 // at each one.
@@ -10,7 +10,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -29,15 +28,13 @@ struct RenderedItem {
 
 class RecordingHost : public EventSink {
 public:
-    // The answer to a paragraph break: `ordinal` counts the kind 1 breaks of
-    // this host from 1. Kinds other than 1 are answered 0 unless the script
-    // set with SetBreakScript says otherwise.
-    using BreakScript = std::function<uint16_t(uint32_t kind, size_t ordinal)>;
-
-    void StopAtEveryParagraph();
-    void StopAtParagraph(size_t ordinal);  // adds one more stop
-    void SetBreakScript(BreakScript script);
-    void NeverStop();
+    // Paragraph breaks (counted from 1) answered 1; every other break 0.
+    void StopAtEveryParagraph() { stopAll_ = true; }
+    void StopAtParagraph(size_t ordinal) { stops_.push_back(ordinal); }  // adds one more stop
+    void NeverStop() {
+        stopAll_ = false;
+        stops_.clear();
+    }
 
     const std::vector<HostEvent>& Calls() const { return calls_; }
     size_t paragraphBreaks() const { return paragraphBreaks_; }
@@ -64,6 +61,5 @@ private:
     std::vector<HostEvent> calls_;
     std::vector<size_t> stops_;
     bool stopAll_ = false;
-    BreakScript script_;
     size_t paragraphBreaks_ = 0;
 };
