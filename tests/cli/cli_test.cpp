@@ -4,6 +4,8 @@
 // sub-document commands.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -69,6 +71,15 @@ TEST(Cli, JsonAndEventsRenderingsMatchTheirExpectedFiles) {
                                  kExamples + "welcome.eml"});
     EXPECT_EQ(as.status, 0) << as.err;
     EXPECT_NE(as.out.find("\"format\": 1192,"), std::string::npos) << as.out;
+
+    // A subject with a backslash and quotes parses back to itself.
+    const std::string subject = R"(C:\new "dir" \\x)";
+    const std::string mail = WriteTemp("escape.eml", "From: a@b\nSubject: " + subject + "\n\nhi\n");
+    const std::string jsonFile = WriteTemp("escape.json", RunCli({"view", "--format", "json", mail}).out);
+    const std::string back = (OwnTempFolder() / "escape.txt").string();
+    std::system(("python3 -c 'import json,sys; print(json.load(open(sys.argv[1]))[\"headers\"][1][\"value\"])' " +
+                 jsonFile + " > " + back).c_str());
+    EXPECT_EQ(ReadWholeFile(back), subject + "\n");
 }
 
 TEST(Cli, RefusesWhatIsNoMailInWordsWithStatusOne) {

@@ -27,23 +27,14 @@ constexpr const char* kOneFromLine =
     "line in front of the header";
 
 const Recognition kMailboxes[] = {
-    // Mailboxes of more than one message.
-    {"comm-central/mailnews/local/test/unit/data/movemailspool", 1817, 1817, -7,
-     "3 From lines at line starts (lines 1, 73, 109): a mailbox of more than one message"},
+    // Mailboxes of more than one message: two From lines, three with "From "
+    // inside other lines too, five.
     {"comm-central/mailnews/test/data/mbox_modern", 1817, 1817, -7,
      "2 From lines at line starts (lines 1, 14): a mailbox of more than one message"},
     {"gmime/data/mbox/input/substring.mbox", 1817, 1817, -7,
      "3 From lines at line starts (lines 1, 25, 48): a mailbox of more than one message"},
-    {"imaptest/fetch-body.mbox", 1817, 1817, -7,
-     "4 From lines at line starts (lines 1, 8, 15, 22): a mailbox of more than one message"},
-    {"imaptest/fetch-envelope.mbox", 1817, 1817, -7,
-     "6 From lines at line starts (lines 1, 15, 21, 27, 35, 43): a mailbox of more than one message"},
-    {"kmime/mails/simple-encapsulated.mbox", 1817, 1817, -7,
-     "2 From lines at line starts (lines 1, 37): a mailbox of more than one message"},
     {"mime4j/mbox/test-1/mbox.rlug", 1817, 1817, -7,
      "5 From lines at line starts (lines 1, 95, 165, 216, 281): a mailbox of more than one message"},
-    {"mimekit/mbox/issue1189-summary.txt", 1817, 1817, -7,
-     "4 From lines at line starts (lines 1, 10, 21, 30): a mailbox of more than one message"},
     // Mailboxes of one message.
     // A From line with a time of day, a multipart body.
     {"comm-central/mailnews/mime/jsmime/test/unit/data/multipart-complex2", 1817, 1817, 0, kOneFromLine},
@@ -87,12 +78,6 @@ const Recognition kNews[] = {
      "the body opens with \"=ybegin part=1\": the first piece of a posting, not a later segment"},
     {"newsreap/00000021.ntx", 1193, 1193, -7,
      "the body opens with \"=ybegin part=2\": a later segment of a posting in several articles"},
-    {"usenet-yenc/yenc/multipart/00000021_checksum_mismatch.ntx", 1193, 1193, -7,
-     "the body opens with \"=ybegin part=2\" (a wrong checksum at its end): a later segment"},
-    {"usenet-yenc/yenc/multipart/00000021_missing_checksum.ntx", 1193, 1193, -7,
-     "the body opens with \"=ybegin part=2\" (no checksum at its end): a later segment"},
-    {"usenet-yenc/yenc/multipart/00000021_size_mismatch.ntx", 1193, 1193, -7,
-     "the body opens with \"=ybegin part=2\" (a wrong size at its end): a later segment"},
     {"usenet-yenc/yenc/multipart/00000021_part_mismatch.ntx", 1193, 1193, -7,
      "the body opens with \"=ybegin part=3\": a later segment"},
     {"newsreap/00000021.ntx", 0, 1192, 0,
@@ -101,12 +86,6 @@ const Recognition kNews[] = {
      "a \"-- \" line, then a whole yEnc file (=ybegin without part=): complete, not a segment"},
     {"newsreap/00000005.ntx", 1193, 1193, 0,
      "a \"-- \" line, then a whole yEnc file (=ybegin without part=): complete, not a segment"},
-    {"usenet-yenc/yenc/singlepart/00000005_checksum_mismatch.ntx", 1193, 1193, 0,
-     "a whole yEnc file (=ybegin without part=) with a wrong checksum: not a segment"},
-    {"usenet-yenc/yenc/singlepart/00000005_missing_checksum.ntx", 1193, 1193, 0,
-     "a whole yEnc file (=ybegin without part=) without checksum: not a segment"},
-    {"usenet-yenc/yenc/singlepart/00000005_size_mismatch.ntx", 1193, 1193, 0,
-     "a whole yEnc file (=ybegin without part=) with a wrong size: not a segment"},
     {"newsreap/5nl7kahf6idkev93a8qu5k9m4095nt5p2i@4ax-2.com.msg", 1193, 1193, 0,
      "quoted text, then a whole yEnc file (=ybegin without part=) at line 33: not a segment"},
     {"newsreap/5nl7kahf6idkev93a8qu5k9m4095nt5p2i@4ax-3.com.msg", 1193, 1193, 0,

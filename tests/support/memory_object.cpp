@@ -41,7 +41,8 @@ int32_t MemoryRead(IoObject* object, void* buf, uint32_t count, uint32_t* got) {
     file->stats.reads++;
     file->stats.largestRequest = std::max(file->stats.largestRequest, count);
     if (got) *got = 0;
-    if (file->options.failRead) return kAnswerFailed;
+    const uint32_t failFrom = file->options.failReadFrom;
+    if (file->options.failRead || (failFrom && file->position >= failFrom)) return kAnswerFailed;
     const size_t size = file->bytes.size();
     size_t n = file->position < size ? std::min<size_t>(count, size - file->position) : 0;
     if (file->options.shortReads) n = std::min<size_t>(n, file->options.shortReads);

@@ -15,6 +15,7 @@ struct MemoryObjectOptions {
     bool failRead = false;        // every Read answers -1
     bool failSeek = false;        // every Seek answers -1
     uint32_t shortReads = 0;      // when not 0, a Read delivers at most this many bytes
+    uint32_t failReadFrom = 0;    // when not 0, Reads fail once the position reaches it
 };
 
 // What the object saw; lives as long as the object.
