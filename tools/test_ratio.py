@@ -1,50 +1,22 @@
 #!/usr/bin/env python3
-"""Prints the lines of tests over the lines of the rest of the source.
-
-Test lines are the .cpp/.h/.c/.py lines under tests/ (the sample data in
-tests/data aside) and those of the test-only helpers that live elsewhere,
-listed below; code lines are every other such file of the repository. With
---max R it fails when the ratio is above R.
-usage: test_ratio.py [--max R] [SOURCE_DIR]
+"""Prints the lines of tests over the lines of the rest of the source: the
+tracked .cpp/.h/.c/.py files under tests/ (its sample data aside) and the
+test-only helpers listed below, against every other such file.
+usage: test_ratio.py [--max R]   (fails when the ratio is above R)
 """
 import pathlib
 import subprocess
 import sys
 
-SUFFIXES = {".cpp", ".h", ".c", ".py"}
-# Helpers that only the test suite runs, wherever they live.
 TEST_ONLY = {"tools/check_layers.py", "tools/check_host_decoders.py", "tools/source_lines.py",
              "tools/test_ratio.py"}
 
-
-def tracked_files(root):
-    out = subprocess.run(["git", "-C", str(root), "ls-files"], capture_output=True, text=True, check=True)
-    return [p for p in out.stdout.splitlines() if pathlib.PurePath(p).suffix in SUFFIXES]
-
-
-def is_test(path):
-    return path in TEST_ONLY or (path.startswith("tests/") and not path.startswith("tests/data/"))
-
-
-def main(argv):
-    limit = None
-    if len(argv) > 1 and argv[1] == "--max":
-        limit = float(argv[2])
-        argv = argv[2:]
-    root = pathlib.Path(argv[1] if len(argv) > 1 else pathlib.Path(__file__).resolve().parent.parent)
-    tests = code = 0
-    for path in tracked_files(root):
-        if path.startswith("tests/data/"):
-            continue
-        lines = len((root / path).read_bytes().splitlines())
-        if is_test(path):
-            tests += lines
-        else:
-            code += lines
-    ratio = tests / code if code else 0.0
-    print(f"test lines {tests}, code lines {code}, ratio {ratio:.2f}")
-    return 1 if limit is not None and ratio > limit else 0
-
-
-if __name__ == "__main__":
-    sys.exit(main(sys.argv))
+root = pathlib.Path(__file__).resolve().parent.parent
+files = subprocess.run(["git", "-C", root, "ls-files"], capture_output=True, text=True, check=True).stdout.split()
+counts = {True: 0, False: 0}
+for path in files:
+    if pathlib.PurePath(path).suffix in {".cpp", ".h", ".c", ".py"} and not path.startswith("tests/data/"):
+        counts[path in TEST_ONLY or path.startswith("tests/")] += len((root / path).read_bytes().splitlines())
+ratio = counts[True] / counts[False]
+print(f"test lines {counts[True]}, code lines {counts[False]}, ratio {ratio:.3f}")
+sys.exit(1 if len(sys.argv) > 2 and sys.argv[1] == "--max" and ratio > float(sys.argv[2]) else 0)
