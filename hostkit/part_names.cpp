@@ -3,6 +3,7 @@
 #include "hostkit/part_names.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstring>
 #include <vector>
 
@@ -171,7 +172,19 @@ std::optional<std::string> NameDecoder::PartName(IoObject* document, uint32_t bo
     const std::string before = ReadAt(document, bodyOffset - reach, reach);
     const auto block = HeaderBlockEndingAt(before);
     if (!block) return std::nullopt;
-    auto parameter = FileNameParameter(HeaderFieldsOf(*block));
+    const std::vector<HeaderField> fields = HeaderFieldsOf(*block);
+    // A TNEF part's header names the envelope (winmail.dat), never one of
+    // the files inside it, which are all that is handed out of it: those go
+    // by their own titles.
+    auto lower = [](std::string_view text) {
+        std::string out(text);
+        for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        return out;
+    };
+    for (const HeaderField& field : fields)
+        if (lower(field.name) == "content-type" && lower(field.value).find("ms-tnef") != std::string::npos)
+            return std::nullopt;
+    auto parameter = FileNameParameter(fields);
     if (!parameter) return std::nullopt;
     return Parameter(*parameter);
 }
