@@ -26,16 +26,18 @@ constexpr uint32_t kToTheEnd = 0xFFFFFFFEu;
 
 }  // namespace
 
+int32_t RecipeStream::ProbeRead(IoObject* o, void* buf, uint32_t count, uint32_t* got) {
+    IoObject* d = reinterpret_cast<DocumentProbe*>(o)->document;
+    return d->Read(d, buf, count, got);
+}
+
 void RecipeStream::MakeProbe(IoObject* document) {
     probe_ = DocumentProbe{};
     probe_.document = document;
     probe_.owner = this;
     // The probe is never handed out to be closed: closing it is a no-op.
     probe_.io.Close = [](IoObject*) -> int32_t { return 0; };
-    probe_.io.Read = [](IoObject* o, void* buf, uint32_t count, uint32_t* got) -> int32_t {
-        IoObject* d = reinterpret_cast<DocumentProbe*>(o)->document;
-        return d->Read(d, buf, count, got);
-    };
+    probe_.io.Read = ProbeRead;
     probe_.io.Seek = [](IoObject* o, uint16_t whence, int32_t offset) -> int32_t {
         IoObject* d = reinterpret_cast<DocumentProbe*>(o)->document;
         return d->Seek(d, whence, offset);
@@ -49,8 +51,12 @@ void RecipeStream::MakeProbe(IoObject* document) {
         return d->GetInfo(d, what, answer);
     };
     probe_.io.Open = [](IoObject** out, uint32_t kind, void* request, uint32_t flags) -> int32_t {
-        // Every request record starts with its base.
+        // Every request record starts with its base. The filter's own objects
+        // copy this Open from the probe they are made on; asked to open on
+        // one of them, there is no document to hand the request to, and a
+        // refusal beats reading that object as a probe.
         auto* base = request ? *static_cast<IoObject**>(request) : nullptr;
+        if (!base || base->Read != ProbeRead) return -2;
         auto* probe = reinterpret_cast<DocumentProbe*>(base);
         IoObject* document = probe->document;
         if (kind == IO_OPEN_RANGE && probe->owner->partOffset_ == kNoPartOffset)

@@ -90,6 +90,8 @@ private:
         RecipeStream* owner;
     };
     static_assert(offsetof(DocumentProbe, io) == 0);
+    // The probe's Read, which also tells a probe from other objects.
+    static int32_t ProbeRead(IoObject* object, void* buf, uint32_t count, uint32_t* got);
 
     bool Apply(const FilterApi& api, FilterProc* proc, const RecipeStep& step, IoObject* base,
                IoObject* document, std::string* error);

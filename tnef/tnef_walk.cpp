@@ -9,9 +9,7 @@
 // over by its length. Checksums are never looked at. Bad lengths are not
 // errors: the walk ends at the end of the input, keeping what it found.
 #include <algorithm>
-#include <cstring>
 
-#include "core/emit.h"
 #include "host/constants.h"
 #include "tnef/tnef.h"
 
