@@ -30,15 +30,7 @@ int32_t RegisterText(const char* text, FilterProc* proc) {
 
 void PutObject(uint32_t number, uint32_t formatId, FilterProc* proc) {
     if (number == 0) return;
-    uint32_t record[40] = {};
-    record[0] = sizeof record;
-    record[2] = 1;
-    record[3] = formatId;
-    for (int group = 12; group < 32; group += 5) record[group + 2] = 1;
-    record[32] = 4;
-    record[33] = number;
-    record[34] = 0xFFFFFFFF;
-    SoPutObject(record, proc);
+    host::PutObject(HostOf(proc), number, formatId);
     SoPutBreak(BRK_PARAGRAPH, proc);
 }
 

@@ -44,3 +44,10 @@ inline bool IsEmbeddable(uint32_t formatId) {
 inline bool IsOpenObject(const IoObject* object) {
     return object != nullptr && object != reinterpret_cast<const IoObject*>(~uintptr_t{0});
 }
+
+// An object of `kind` over `base`, or null when it does not open.
+inline IoObject* OpenOn(IoObject* base, uint32_t kind, void* request, uint32_t flags = 1) {
+    IoObject* object = nullptr;
+    if (base->Open(&object, kind, request, flags) != 0 || !IsOpenObject(object)) return nullptr;
+    return object;
+}

@@ -14,49 +14,7 @@
 #include "host/host_routines.h"
 #include "host/services.h"
 #include "input/input.h"
-
-constexpr size_t kHostRoutineSlots = 121;
-constexpr size_t kImage1101Size = 552;
-constexpr size_t kImage1028Size = 29100;
-// Where each support filter keeps its read position inside its image.
-constexpr size_t kImage1101ReadPos = 0;
-constexpr size_t kImage1028ReadPos = 27828;
-
-struct SupportSlot1101 {
-    uint8_t image[kImage1101Size];
-    VwRoutine routines[kHostRoutineSlots];
-    uintptr_t user1;
-    uintptr_t user2;
-    FilterProc* owner;
-    uintptr_t reserved[3];
-    uint8_t context[512];
-    GrowList* locators;
-    void* stream;  // the IoObject when it opens, a ByteReader during a run
-    uint16_t filterId;
-    VwRoutine entry[5];
-    uintptr_t handle;
-    uint16_t info;
-    uint16_t status;
-};
-
-struct SupportSlot1028 {
-    uint8_t image[kImage1028Size];
-    VwRoutine routines[kHostRoutineSlots];
-    uintptr_t user1;
-    uintptr_t user2;
-    FilterProc* owner;
-    uintptr_t reserved[3];
-    uint8_t context[512];
-    GrowList* locators;
-    GrowList* ranges;
-    GrowList* chains;
-    void* stream;
-    uint16_t filterId;
-    VwRoutine entry[5];
-    uintptr_t handle;
-    uint16_t info;
-    uint16_t status;
-};
+#include "input/support_slot.h"
 
 struct FilterProc {
     // ---- FilterData: saved and restored by the host ----
@@ -111,4 +69,4 @@ constexpr size_t kOpenClearSize = offsetof(FilterProc, rowFormat) + sizeof(Filte
 static_assert(kFilterDataSize <= 0xFFFF, "VwGetInfo answers the size as 16 bits");
 static_assert(kOpenClearSize <= 0xFFFF);
 static_assert(offsetof(FilterProc, support1101) % alignof(void*) == 0);
-static_assert(offsetof(SupportSlot1028, image) + kImage1028ReadPos + 4 <= kImage1028Size + 0);
+static_assert(offsetof(FilterProc, charset) == offsetof(FilterDataHead, charset));

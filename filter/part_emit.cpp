@@ -17,12 +17,6 @@ uint32_t RangeLength(const IoRangeRequest& range) {
                                    : static_cast<uint32_t>(range.last) - static_cast<uint32_t>(range.first);
 }
 
-IoObject* OpenOn(IoObject* base, uint32_t kind, void* request) {
-    IoObject* object = nullptr;
-    if (base->Open(&object, kind, request, 1) != 0 || !IsOpenObject(object)) return nullptr;
-    return object;
-}
-
 // A record found by the scan becomes a picture when its decoded data is of an
 // embeddable format, else a link.
 void IdentifySegment(IoObject* partStream, uint32_t first, AttachRecord* record) {
@@ -71,7 +65,13 @@ uint16_t PlaceObject(const IoRangeRequest& range, const MessagePart* part, Filte
     return kWriterDone;
 }
 
+// The steps are recorded on every read of every part while the RTF support
+// filter is open, but only SupportRun1028 empties the list: without the clear
+// the steps of earlier parts would stand ahead of the running body's, and the
+// chains the support filter copies from them would lead elsewhere. So the
+// list holds the way to the part being read and nothing else.
 void RecordSupportSteps(const IoRangeRequest& range, const MessagePart* part, FilterProc* proc) {
+    if (proc->ranges) ListClear(proc->ranges);
     RangeStepAdd(STEP_RANGE, static_cast<uint32_t>(range.first), RangeLength(range) + 1, proc);
     if (part->transferCode != 0) RangeStepAdd(STEP_DECODE, part->transferCode, 0, proc);
 }

@@ -1,13 +1,10 @@
 // services.cpp - the six services the filter imports by name, as plain C
 // routines. Each one unpacks its arguments and calls the C++ side; nothing
 // throws across.
-//
-// The filter-access service has no support filters yet: DelegateOpen says
-// "not available" through a non-zero status, DelegateSwitch answers null and
-// DelegateClose has nothing to end.
 #include "host/services.h"
 
 #include "platform/identify/identify.h"
+#include "platform/support/support_filter.h"
 
 namespace {
 
@@ -38,21 +35,23 @@ uint16_t IdentifySpecial(IoObject* object, uint16_t hint) {
 
 uintptr_t DelegateOpen(IoObject* stream, uint16_t filterId, VwRoutine entries[5], uint16_t* info,
                        uint16_t* status) {
-    (void)stream;
-    (void)filterId;
-    (void)entries;
-    (void)info;
-    if (status != nullptr) *status = kNoSupportFilter;
-    return 0;
+    (void)stream;  // the body's reader comes with each read, in the slot
+    uint16_t ignored = 0;
+    if (info) *info = 0;
+    if (!entries) {
+        if (status) *status = kNoSupportFilter;
+        return 0;
+    }
+    return SupportFilterOpen(filterId, entries, status ? status : &ignored);
 }
 
 struct FilterProc* DelegateSwitch(void* context, void* routines) {
-    (void)context;
-    (void)routines;
-    return nullptr;
+    (void)routines;  // the slot's table is the copy the filter takes back itself
+    if (!context) return nullptr;
+    return static_cast<FilterProc*>(SupportFilterOwner(context));
 }
 
-void DelegateClose(uintptr_t handle) { (void)handle; }
+void DelegateClose(uintptr_t handle) { SupportFilterClose(handle); }
 
 void CopyWideText(uint16_t* dst, const char* src) {
     if (dst == nullptr) return;
