@@ -21,27 +21,35 @@ struct SupportEvent {
         kBreak,      // a: break kind; only paragraph breaks (1) are stop points
         kAttribute,  // a: attribute (bold 2, italic 3, underline 4 ...), b: 1 on, 0 off
         kTextColor,  // a: colour as the host takes it (0 = default)
-        kObject,     // a: sub-document number, b: FormatId
-        kTab
+        kObject,     // a: sub-document number, b: FormatId (0: as the sub-document is)
+        kTab,
+        kDataObject  // a: offset, b: length of data inside the body; c: its FormatId
     };
     Kind kind;
     uint32_t a;
     uint32_t b;
+    uint32_t c;
 };
 
 // Where a renderer writes. Text, then the structure around it.
 class EventSink {
 public:
-    void Char(char32_t c) { events_.push_back({SupportEvent::kChar, static_cast<uint32_t>(c), 0}); }
-    void Break(uint32_t kind = 1) { events_.push_back({SupportEvent::kBreak, kind, 0}); }
+    void Char(char32_t c) { events_.push_back({SupportEvent::kChar, static_cast<uint32_t>(c), 0, 0}); }
+    void Break(uint32_t kind = 1) { events_.push_back({SupportEvent::kBreak, kind, 0, 0}); }
     void Attribute(uint32_t attribute, bool on) {
-        events_.push_back({SupportEvent::kAttribute, attribute, on ? 1u : 0u});
+        events_.push_back({SupportEvent::kAttribute, attribute, on ? 1u : 0u, 0});
     }
-    void TextColor(uint32_t colour) { events_.push_back({SupportEvent::kTextColor, colour, 0}); }
+    void TextColor(uint32_t colour) { events_.push_back({SupportEvent::kTextColor, colour, 0, 0}); }
     void Object(uint32_t subdoc, uint32_t formatId) {
-        events_.push_back({SupportEvent::kObject, subdoc, formatId});
+        events_.push_back({SupportEvent::kObject, subdoc, formatId, 0});
     }
-    void Tab() { events_.push_back({SupportEvent::kTab, 0, 0}); }
+    void Tab() { events_.push_back({SupportEvent::kTab, 0, 0, 0}); }
+    // Data that lies in the body's own bytes (an RTF picture in \binN form)
+    // becomes a sub-document of its own, reached by a chain of steps from the
+    // document's stream to the body and on to the data.
+    void DataObject(uint32_t offset, uint32_t length, uint32_t formatId) {
+        events_.push_back({SupportEvent::kDataObject, offset, length, formatId});
+    }
 
     bool Empty() const { return events_.empty(); }
     SupportEvent Take() {

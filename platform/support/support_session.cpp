@@ -15,6 +15,7 @@
 #include <mutex>
 #include <new>
 #include <unordered_set>
+#include <vector>
 
 #include "host/constants.h"
 #include "input/host_table.h"
@@ -62,6 +63,45 @@ size_t ReadChunk(ByteReader* reader, uint8_t* out, size_t room) {
     return got;
 }
 
+// What the filter hands over for one read.
+struct ReadRequest {
+    ByteReader* reader;
+    HostTable host;
+    const GrowList* locators;
+    uint32_t charset;
+    const GrowList* ranges;  // RTF only: the way from the document to the body
+    GrowList* chains;        // RTF only: where data objects' ways are recorded
+};
+
+// A chain equal to `steps`, if `chains` holds one already (a replay after a
+// restore places the same picture again).
+int32_t FindChain(const GrowList* chains, const std::vector<RangeStep>& steps) {
+    for (uint16_t i = 0; i < ListCount(chains); ++i) {
+        const GrowList* chain = *ListAt<GrowList*>(chains, i);
+        if (!chain || ListCount(chain) != steps.size()) continue;
+        bool same = true;
+        for (uint16_t k = 0; k < steps.size() && same; ++k) {
+            const RangeStep* step = ListAt<RangeStep>(chain, k);
+            same = step->kind == steps[k].kind && step->first == steps[k].first && step->second == steps[k].second;
+        }
+        if (same) return i + 1;
+    }
+    return 0;
+}
+
+// Records `steps` as a chain; answers its number (from 1), 0 when it can't.
+int32_t AddChain(GrowList* chains, const std::vector<RangeStep>& steps) {
+    if (int32_t known = FindChain(chains, steps)) return known;
+    GrowList* chain = ListCreate(0, 0, sizeof(RangeStep), static_cast<uint32_t>(steps.size()), 4);
+    if (!chain) return 0;
+    for (const RangeStep& step : steps) ListAdd(chain, &step);
+    if (ListAdd(chains, &chain) < 0) {
+        ListDestroy(chain);
+        return 0;
+    }
+    return ListCount(chains);
+}
+
 class SupportSession {
 public:
     explicit SupportSession(uint16_t filterId) : filterId_(filterId) {}
@@ -74,14 +114,17 @@ public:
     }
 
     // Entry 1: emits until the host stops at a break or the body ends.
-    int32_t Read(ImageState* state, uint32_t* readPos, ByteReader* reader, const HostTable& host,
-                 const GrowList* locators, uint32_t charset) {
+    int32_t Read(ImageState* state, uint32_t* readPos, const ReadRequest& request) {
         // A read behind the end of a finished body finds it finished again.
         if (state->finished) return kBodyFinished;
+        ByteReader* reader = request.reader;
         if (!reader) return Finish(state, readPos);
-        context_.locators = locators;
-        if (!renderer_ || state->body != body_ || state->breaks != breaks_ || charset != context_.charset) {
-            context_.charset = charset;
+        const HostTable& host = request.host;
+        context_.locators = request.locators;
+        chains_ = request.chains;
+        KeepRanges(request.ranges);
+        if (!renderer_ || state->body != body_ || state->breaks != breaks_ || request.charset != context_.charset) {
+            context_.charset = request.charset;
             Restart(state->body, state->breaks);
         }
         host::SetCharset(host, CS_UNICODE);
@@ -145,8 +188,29 @@ private:
             case SupportEvent::kTextColor: host::SetTextColor(host, 0, event.a); return false;
             case SupportEvent::kObject: host::PutObject(host, event.a, event.b); return false;
             case SupportEvent::kTab: host::PutSpecialChar(host, SPC_TAB); return false;
+            case SupportEvent::kDataObject: PutDataObject(event, host); return false;
         }
         return false;
+    }
+
+    // The run cycle hands the way to the body on every read, a TNEF body
+    // only on its first: the last one handed stands for the body.
+    void KeepRanges(const GrowList* ranges) {
+        if (!ranges || ListCount(ranges) == 0) return;
+        ranges_.clear();
+        for (uint16_t i = 0; i < ListCount(ranges); ++i) ranges_.push_back(*ListAt<RangeStep>(ranges, i));
+    }
+
+    void PutDataObject(const SupportEvent& event, const HostTable& host) {
+        if (!chains_) return;
+        std::vector<RangeStep> steps = ranges_;
+        steps.push_back(RangeStep{STEP_RANGE, event.a, event.b, 0});
+        const int32_t chain = AddChain(chains_, steps);
+        uint32_t number = 0;
+        if (chain == 0 || host::NewSubdoc(host, &number) != 0 || number == 0) return;
+        host::SetProperty(host, PROP_RECIPE_STEP, STEP_SPECIAL, 2, static_cast<uint32_t>(chain));
+        host::SetProperty(host, PROP_RECIPE_END, 0, 0, 0);
+        host::PutObject(host, number, event.c);
     }
 
     // The host takes 16-bit units: beyond them a surrogate pair.
@@ -178,6 +242,8 @@ private:
     bool ended_ = false;
     EventSink sink_;
     RenderContext context_;
+    GrowList* chains_ = nullptr;
+    std::vector<RangeStep> ranges_;
     std::unique_ptr<BodyRenderer> renderer_;
 };
 
@@ -223,15 +289,26 @@ int32_t EntryBegin(uint32_t, void* image) noexcept {
 
 // Nothing may throw into the filter: a body whose parse fails for want of
 // memory ends where it is.
+ReadRequest RequestOf(SupportSlot1101* slot) {
+    const auto* owner = reinterpret_cast<const FilterDataHead*>(slot->owner);
+    return ReadRequest{static_cast<ByteReader*>(slot->stream), HostTable{slot->routines, slot->user1, slot->user2},
+                       slot->locators, owner ? owner->charset : CS_UNICODE, nullptr, nullptr};
+}
+
+ReadRequest RequestOf(SupportSlot1028* slot) {
+    const auto* owner = reinterpret_cast<const FilterDataHead*>(slot->owner);
+    return ReadRequest{static_cast<ByteReader*>(slot->stream), HostTable{slot->routines, slot->user1, slot->user2},
+                       slot->locators, owner ? owner->charset : CS_UNICODE, slot->ranges, slot->chains};
+}
+
+// Nothing may throw into the filter: a body whose parse fails for want of
+// memory ends where it is.
 template <typename Slot>
 int32_t EntryRead(uint32_t, void* image) noexcept {
     Slot* slot = SlotOf<Slot>(image);
     SupportSession* session = Live(slot->handle);
     if (session) try {
-            const HostTable host{slot->routines, slot->user1, slot->user2};
-            const auto* owner = reinterpret_cast<const FilterDataHead*>(slot->owner);
-            return session->Read(StateOf(slot), ReadPosOf(slot), static_cast<ByteReader*>(slot->stream), host,
-                                 slot->locators, owner ? owner->charset : CS_UNICODE);
+            return session->Read(StateOf(slot), ReadPosOf(slot), RequestOf(slot));
         } catch (...) {
             session->End();
         }
