@@ -41,7 +41,11 @@ std::string RecipeNamer::Name(const Recipe& recipe, const RecipeStream& stream) 
 std::string RecipeNamer::FileName(const Recipe& recipe, const RecipeStream& stream,
                                   const std::string& mimeType) {
     std::string name = Name(recipe, stream);
-    if (name.empty())
-        name = "part-" + std::to_string(recipe.number) + std::string(ExtensionForMimeType(mimeType));
-    return name;
+    if (!name.empty()) return name;
+    // A link that showed text of its own (an embedded message's subject)
+    // names its file after it, with the type's extension: it is a title, not
+    // a file name.
+    if (!recipe.linkText.empty()) name = SanitizeFileName(decoder_.LinkName(recipe.linkText));
+    if (name.empty()) name = "part-" + std::to_string(recipe.number);
+    return name + std::string(ExtensionForMimeType(mimeType));
 }

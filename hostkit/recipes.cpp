@@ -105,11 +105,26 @@ int32_t RecipeCollector::RegisterText(const uint16_t* text, uint32_t charset, ui
 int32_t RecipeCollector::BeginTag(uint32_t kind, uint32_t id, const uint32_t* record) {
     if (kind != TAG_LINK || !record || id == 0 || id > recipes_.size()) return 0;
     Recipe& recipe = recipes_[id - 1];
-    if (!recipe.linkName.empty()) return 0;  // the first link names it
+    if (!recipe.linkName.empty() || !recipe.linkText.empty()) return 0;  // the first link names it
     const auto text = texts_.find(record[2]);
-    if (text == texts_.end()) return 0;
+    if (text == texts_.end()) {
+        showing_ = id;
+        return 0;
+    }
     recipe.linkName = text->second.units;
     recipe.nameCharset = text->second.charset;
+    return 0;
+}
+
+int32_t RecipeCollector::EndTag(uint32_t kind, uint32_t) {
+    if (kind == TAG_LINK) showing_ = 0;
+    return 0;
+}
+
+int32_t RecipeCollector::PutChar(uint32_t ch) {
+    if (showing_ == 0) return 0;
+    std::u16string& text = recipes_[showing_ - 1].linkText;
+    if (text.size() < kMaxTextUnits) text.push_back(static_cast<char16_t>(ch & 0xFFFF));
     return 0;
 }
 

@@ -34,6 +34,9 @@ struct Recipe {
     bool overlong = false;     // more steps than any recipe has: not opened
     std::u16string linkName;   // the link's registered text, as the filter passed it
     uint32_t nameCharset = 0;  // the CharsetId it was registered under
+    // What the first link showed when it registered no text (an embedded
+    // message's subject), as the filter put it.
+    std::u16string linkText;
 };
 
 // A HostSink that only collects recipes and link names; everything else the
@@ -47,6 +50,8 @@ public:
     int32_t RegisterText(const uint16_t* text, uint32_t charset, uint32_t length,
                          uint32_t* number) override;
     int32_t BeginTag(uint32_t kind, uint32_t id, const uint32_t* record) override;
+    int32_t EndTag(uint32_t kind, uint32_t id) override;
+    int32_t PutChar(uint32_t ch) override;
 
 private:
     struct Text {
@@ -55,6 +60,7 @@ private:
     };
     std::vector<Recipe> recipes_;
     Recipe* declaring_ = nullptr;  // between SoNewSubdoc and the recipe's end
+    uint32_t showing_ = 0;         // the number of the unnamed link being shown, whose text is kept
     std::map<uint32_t, Text> texts_;
     uint32_t nextText_ = 1;
 };

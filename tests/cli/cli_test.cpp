@@ -197,6 +197,9 @@ TEST(LsCommand, ListsEverySubDocumentWithNameTypeAndDecodedSize) {
               "3\timage.png\timage/png\t126\n"
               "4\tnyan cat \xE2\x9C\x94.gif\timage/gif\t29361\n"
               "5\tnotes.txt\ttext/plain\t30\n");
+    // An embedded message without a file name goes by its subject.
+    run = RunCli({"ls", kCorpus + "mimekit/messages/simple-embedded-message.eml"});
+    EXPECT_EQ(run.out, "1\tembedded message.eml\tmessage/rfc822\t209\n");
     EXPECT_EQ(RunCli({"ls"}).status, 2);
     EXPECT_EQ(RunCli({"ls", "--as", "x", kExamples + "attachment.eml"}).status, 2);
     EXPECT_EQ(RunCli({"ls", kExamples + "welcome.eml"}).out, "");
