@@ -6,6 +6,7 @@
 
 #include "hostkit/host_event.h"
 #include "host/constants.h"
+#include "mailtext/header_params.h"
 
 namespace {
 
@@ -46,8 +47,34 @@ VwRoutine DocumentRender::PutCharRoutine() const {
 
 void DocumentRender::Drain() {
     if (converter_.text().empty()) return;
+    if (!richType_.empty() && !bodyShown_)
+        bodyShown_ = converter_.text().find_first_not_of(" \t\r\n") != std::string::npos;
     target_.Text(converter_.text());
     converter_.Consume();
+}
+
+// HTML, RTF and TNEF bodies are rendered by support filters; one that
+// renders nothing (none available, or nothing it could read) would leave the
+// reader looking at an empty space, so the space says why it is empty.
+void DocumentRender::NoteBodyKind(const RenderedTable& table) {
+    if (table.attachments) return;
+    richType_.clear();
+    bodyShown_ = false;
+    for (const TableRow& row : table.rows) {
+        if (row.labelId != 0 || AsciiLower(row.label) != "content-type") continue;
+        std::string type = AsciiLower(row.value.substr(0, row.value.find(';')));
+        if (type == "text/html" || type.ends_with("/rtf") || type.ends_with("ms-tnef")) richType_ = type;
+    }
+}
+
+void DocumentRender::EndBody() {
+    Route();
+    if (!richType_.empty() && !bodyShown_) {
+        const std::string type = richType_;
+        richType_.clear();
+        PutAscii("[no support filter rendered this " + type + " body]\n");
+    }
+    richType_.clear();
 }
 
 void DocumentRender::Route() {
@@ -74,7 +101,7 @@ void DocumentRender::PutAscii(std::string_view text) {
 }
 
 void DocumentRender::Finish() {
-    Route();
+    EndBody();
     if (tableDepth_ > 0) {  // a table the filter never closed
         tableDepth_ = 1;
         EndTable();
@@ -99,6 +126,7 @@ int32_t DocumentRender::PutBreak(uint32_t kind, uint32_t) {
         if (tableDepth_) EndRow();
         break;
     case BRK_SECTION_END:
+        EndBody();
         PutAscii("\n");
         PutAscii(kRuleLine);
         PutAscii("\n");
@@ -145,17 +173,20 @@ int32_t DocumentRender::EndTable() {
     Route();
     if (--tableDepth_ > 0) return 0;
     EndRow();
+    NoteBodyKind(table_);
     target_.Table(table_);
     table_ = RenderedTable{};
     return 0;
 }
 
 int32_t DocumentRender::PutObject(const uint32_t*) {
+    bodyShown_ = true;
     PutAscii("[object]");
     return 0;
 }
 
 int32_t DocumentRender::PutRule(const uint32_t*, uint32_t, uint32_t, uint32_t, uint32_t) {
+    EndBody();
     PutAscii(kRuleLine);
     return 0;
 }

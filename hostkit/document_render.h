@@ -79,6 +79,8 @@ private:
     static constexpr size_t kTextChunk = 64 * 1024;
 
     void Drain();                    // converted body text to the target
+    void NoteBodyKind(const RenderedTable& table);
+    void EndBody();
     void Route();                    // everything put so far to where it belongs
     void PutAscii(std::string_view text);
     void EndRow();
@@ -96,4 +98,9 @@ private:
     uint32_t declaring_ = 0;  // the sub-document whose recipe is being given
     std::map<uint32_t, uint32_t> attachmentOf_;  // sub-document -> attachment index
     std::vector<AttachmentLink> attachments_;
+    // The part being shown is one the filter hands to a support filter
+    // (its type, from the header table), and whether anything of its body
+    // has been shown yet.
+    std::string richType_;
+    bool bodyShown_ = false;
 };

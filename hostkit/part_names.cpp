@@ -176,13 +176,8 @@ std::optional<std::string> NameDecoder::PartName(IoObject* document, uint32_t bo
     // A TNEF part's header names the envelope (winmail.dat), never one of
     // the files inside it, which are all that is handed out of it: those go
     // by their own titles.
-    auto lower = [](std::string_view text) {
-        std::string out(text);
-        for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        return out;
-    };
     for (const HeaderField& field : fields)
-        if (lower(field.name) == "content-type" && lower(field.value).find("ms-tnef") != std::string::npos)
+        if (AsciiLower(field.name) == "content-type" && AsciiLower(field.value).find("ms-tnef") != std::string::npos)
             return std::nullopt;
     auto parameter = FileNameParameter(fields);
     if (!parameter) return std::nullopt;

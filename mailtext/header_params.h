@@ -17,6 +17,14 @@ struct HeaderField {
     std::string value;      // behind the colon, line ends of folds removed
 };
 
+// Field names and MIME types compare without case, in ASCII.
+inline std::string AsciiLower(std::string_view text) {
+    std::string out(text);
+    for (char& c : out)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    return out;
+}
+
 // The fields of `block` up to its first blank line (or its end). Nothing
 // when a line that is no field and no fold comes first.
 std::vector<HeaderField> HeaderFieldsOf(std::string_view block);

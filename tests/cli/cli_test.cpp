@@ -154,6 +154,12 @@ TEST(Cli, OddInputsEndCleanly) {
             EXPECT_LE(Lines(run.err), 1) << path;
         }
     }
+    // A rich body that renders nothing says so where it would stand; one
+    // that renders does not.
+    const std::string rich = "From: a\nContent-Type: text/html\n\n";
+    const std::string note = "[no support filter rendered this text/html body]";
+    EXPECT_NE(RunCli({"view", WriteTemp("html0.eml", rich)}).out.find(note), std::string::npos);
+    EXPECT_EQ(RunCli({"view", WriteTemp("html1.eml", rich + "<p>x</p>")}).out.find(note), std::string::npos);
 }
 
 // ---- `identify`, `ls` and `extract`: listings, decoded names, files that are
