@@ -200,3 +200,21 @@ TEST(Locators, ARecordedChainDecodesAndRefusesBadNumbers) {
 }
 
 }  // namespace
+
+// An embedded message's link shows its file name, else its own subject, else
+// a fixed text; with a file name its header is never read.
+TEST(Locators, AnEmbeddedMessagesLinkNamesItAsBestItCan) {
+    const struct { const char* type; const char* inner; const char* shown; } cases[] = {
+        {"message/rfc822; name=\"saved.eml\"", "From: a@b\r\nSubject: unread\r\n\r\nx\r\n", "saved.eml"},
+        {"message/rfc822", "From: a@b\r\nSubject: Its own subject\r\n\r\nx\r\n", "Its own subject"},
+        {"message/rfc822", "From: a@b\r\nTo: c@d\r\n\r\nx\r\n", "Embedded Mail Message"},
+    };
+    for (const auto& c : cases) {
+        const std::string mail = std::string("Subject: outer\r\nContent-Type: multipart/mixed; boundary=\"b\"\r\n\r\n"
+                                             "--b\r\nContent-Type: ") + c.type + "\r\n\r\n" + c.inner + "--b--\r\n";
+        RecordingHost host;
+        ASSERT_EQ(RunDocument(host, mail, FI_INTERNET_MAIL), 0);
+        EXPECT_NE(host.Text().find(c.shown), std::string::npos) << host.Text();
+        EXPECT_EQ(host.Text().find("unread"), std::string::npos);
+    }
+}
