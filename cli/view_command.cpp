@@ -77,7 +77,7 @@ DocumentOutcome Render(const FilterApi& api, IoObject* stream, uint16_t formatId
             void Table(const RenderedTable& table) override { Get().Table(table); }
             void Text(std::string_view utf8) override { Get().Text(utf8); }
         } target(out, options, formatId);
-        DocumentRender render(target);
+        DocumentRender render(target, formatId);
         RecipeNamer namer(stream);
         auto measure = [&](FilterProc* proc) {
             for (AttachmentLink& link : render.attachments()) {
@@ -106,7 +106,7 @@ DocumentOutcome Render(const FilterApi& api, IoObject* stream, uint16_t formatId
         return outcome;
     }
     TextOutput text(out);
-    DocumentRender render(text);
+    DocumentRender render(text, formatId);
     DocumentOutcome outcome = RunDocument(api, stream, formatId, render);
     render.Finish();
     text.Finish();

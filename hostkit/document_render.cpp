@@ -67,6 +67,16 @@ void DocumentRender::NoteBodyKind(const RenderedTable& table) {
     }
 }
 
+// A TNEF document has no header table to say what its body is: the whole
+// document is the rich body.
+int32_t DocumentRender::BeginSection(uint32_t, uint32_t, uint32_t) {
+    if (documentFormat_ == FI_TNEF) {
+        richType_ = "application/ms-tnef";
+        bodyShown_ = false;
+    }
+    return 0;
+}
+
 void DocumentRender::EndBody() {
     Route();
     if (!richType_.empty() && !bodyShown_) {

@@ -47,7 +47,9 @@ std::string_view FixedText(uint32_t number);
 
 class DocumentRender final : public HostSink {
 public:
-    explicit DocumentRender(RenderTarget& target) : target_(target) {}
+    // `documentFormat`: the FormatId the document is opened as, when known.
+    explicit DocumentRender(RenderTarget& target, uint16_t documentFormat = 0)
+        : target_(target), documentFormat_(documentFormat) {}
 
     // Hands on everything still waiting; call once the run has ended.
     void Finish();
@@ -62,6 +64,7 @@ public:
     VwRoutine PutCharRoutine() const override;
     int32_t PutSpecialChar(uint32_t kind) override;
     int32_t PutBreak(uint32_t kind, uint32_t zero) override;
+    int32_t BeginSection(uint32_t, uint32_t, uint32_t) override;
     int32_t BeginTable() override;
     int32_t EndTable() override;
     int32_t PutObject(const uint32_t* record) override;
@@ -87,6 +90,7 @@ private:
     std::string& CurrentCell();
 
     RenderTarget& target_;
+    uint16_t documentFormat_;
     CharsetConverter converter_;
     int tableDepth_ = 0;
     RenderedTable table_;

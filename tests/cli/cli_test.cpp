@@ -160,6 +160,9 @@ TEST(Cli, OddInputsEndCleanly) {
     const std::string note = "[no support filter rendered this text/html body]";
     EXPECT_NE(RunCli({"view", WriteTemp("html0.eml", rich)}).out.find(note), std::string::npos);
     EXPECT_EQ(RunCli({"view", WriteTemp("html1.eml", rich + "<p>x</p>")}).out.find(note), std::string::npos);
+    const std::string emptyTnef("\x78\x9F\x3E\x22\x01\x00", 6);
+    EXPECT_NE(RunCli({"view", WriteTemp("empty.tnef", emptyTnef)}).out.find("rendered this application/ms-tnef body"),
+              std::string::npos);
 }
 
 // ---- `identify`, `ls` and `extract`: listings, decoded names, files that are
