@@ -92,6 +92,8 @@ TEST(RtfBody, HandWrittenSamples) {
          "Shown Visible", "H"},
         // \bin data is never RTF: braces and words inside it do nothing.
         {"{\\rtf1 A{\\*\\blob\\bin6 }\\par{}B{\\bin3}}}}C\\bin2\\\\D}", "ABCD\n", "\nB"},
+        {R"({\rtf1\ansi\fromhtml1 {\*\htmltag64 <p>}\htmlrtf {\b RtfOnly}\htmlrtf0 Html{\*\htmltag72 </p>}})", "Html",
+         "RtfOnly"},
         {"{\\rtf1 Tail{\\b X\\'e", "TailX", "\\"},  // truncated
         {"{\\rtf1 " + std::string(1000, '{') + "Deep" + std::string(1000, '}') + "\\u99999999999 ?Z\\bin99999999 A}",
          "\xEF\xBF\xBFZ\n", "Deep"},
@@ -169,7 +171,7 @@ TEST(RtfBody, StopsAndRestoresGiveTheUninterruptedOutput) {
 // gives exactly the picture's bytes. A picture in hex is no object.
 TEST(RtfBody, BinaryPictureBecomesASubDocument) {
     const std::string png = std::string("\x89PNG\r\n\x1a\n", 8) + "{\\par}\\'00" + std::string(300, '\x7f');
-    const std::string prefix = "{\\rtf1 Before{\\*\\shppict{\\pict\\pngblip\\picw10\\bin" + std::to_string(png.size()) + " ";
+    const std::string prefix = "{\\rtf1 Before{\\*\\blob\\bin3 }{}}{\\*\\shppict{\\pict\\pngblip\\picw10\\bin" + std::to_string(png.size()) + " ";
     const std::string rtf = prefix + png + "}}{\\pict\\jpegblip ffd8ffe0}After\\par}";
     const std::string base64 = Base64Lines(rtf);
     const std::string mail = RtfMail(base64, "Content-Type: application/rtf\r\nContent-Transfer-Encoding: base64\r\n");
