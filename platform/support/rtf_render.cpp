@@ -113,6 +113,8 @@ private:
         if (groups_.size() > 1) groups_.pop_back();  // a stray '}' closes nothing
     }
 
+    // Beyond the depth limit, and outside the document's group: what follows
+    // its last brace is padding or junk (a decompressed body often has some).
     bool Ignoring() const { return ignoredDepth_ > 0 || groups_.size() == 1; }
 
     // --- control words --------------------------------------------------
