@@ -183,9 +183,16 @@ TEST(Locators, ARecordedChainDecodesAndRefusesBadNumbers) {
     ListAdd(chain, &range);
     ListAdd(chain, &decode);
     ListAdd(proc->chains, &chain);
+    GrowList* oneStep = ListCreate(0, 0, sizeof(RangeStep), 4, 4);
+    ListAdd(oneStep, &range);
+    ListAdd(proc->chains, &oneStep);
 
     IoObject* object = nullptr;
-    for (uint32_t bad : {0u, 2u}) {
+    ASSERT_EQ(VwDoSpecial(document.get(), 2, &object, 2, 0, 0, proc), 0);
+    EXPECT_EQ(ReadRest(object), "aGVsbG8gY2hhaW4=\r\n");
+    object->Close(object);
+    object = nullptr;
+    for (uint32_t bad : {0u, 3u}) {
         EXPECT_EQ(VwDoSpecial(document.get(), 2, &object, bad, 0, 0, proc), -2) << bad;
         EXPECT_EQ(object, nullptr);
     }
