@@ -1,5 +1,5 @@
-// Until the HTML and RTF renderers land: the body's bytes as Latin-1 text,
-// a paragraph at each line end. Enough to drive the session's paging.
+// Until the RTF renderer lands: the body's bytes as Latin-1 text, a
+// paragraph at each line end. Enough to drive the session's paging.
 #include "platform/support/support_filter.h"
 
 namespace {
@@ -23,9 +23,6 @@ private:
 
 }  // namespace
 
-std::unique_ptr<BodyRenderer> MakeHtmlRenderer(const RenderContext& context) {
-    return std::make_unique<LineRenderer>(context);
-}
 std::unique_ptr<BodyRenderer> MakeRtfRenderer(const RenderContext& context) {
     return std::make_unique<LineRenderer>(context);
 }
