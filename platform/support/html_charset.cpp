@@ -60,6 +60,22 @@ std::string PartEncoding(uint32_t charset) {
     return entry->iconvName;
 }
 
+// UTF-16 without a byte order mark: ASCII text shows as a NUL beside
+// nearly every byte, on one side.
+std::string Utf16Guess(std::string_view head) {
+    size_t even = 0, odd = 0;
+    const size_t length = std::min<size_t>(head.size(), 1024) & ~size_t{1};
+    for (size_t i = 0; i < length; i += 2) {
+        even += head[i] == 0;
+        odd += head[i + 1] == 0;
+    }
+    const size_t pairs = length / 2;
+    if (pairs < 4) return {};
+    if (odd * 2 > pairs && even * 8 < pairs) return "UTF-16LE";
+    if (even * 2 > pairs && odd * 8 < pairs) return "UTF-16BE";
+    return {};
+}
+
 // The value after `charset` `=` at `at` in a tag, or empty.
 std::string CharsetValueAt(std::string_view tag, size_t at) {
     size_t i = at + 7;
@@ -176,6 +192,7 @@ std::string ChooseHtmlEncoding(std::string_view head, uint32_t partCharset) {
     if (head.starts_with("\xEF\xBB\xBF")) return "UTF-8";
     if (head.starts_with("\xFF\xFE")) return "UTF-16LE";
     if (head.starts_with("\xFE\xFF")) return "UTF-16BE";
+    if (std::string wide = Utf16Guess(head); !wide.empty()) return wide;
     if (const std::string meta = SniffMetaCharset(head); !meta.empty()) {
         const std::string name = BrowserName(meta);
         if (Known(name)) return name;

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/support/html_markup_fixes.h"
 #include "platform/support/html_charset.h"
 #include "platform/support/html_layout.h"
 #include "platform/support/html_pictures.h"
@@ -138,6 +139,7 @@ private:
     void Parse(const uint8_t* bytes, size_t length, bool last) {
         utf8_.clear();
         decoder_->Decode(bytes, length, last, utf8_);
+        markupFixes_.Apply(utf8_, last);
         if (!parser_) return;
         // The parser takes an int's worth at a time.
         for (size_t at = 0; at < utf8_.size();) {
@@ -270,6 +272,7 @@ private:
     std::string head_;  // the first bytes, until the encoding is chosen
     std::string utf8_;
     std::unique_ptr<HtmlDecoder> decoder_;
+    MarkupFixes markupFixes_;
     htmlParserCtxtPtr parser_ = nullptr;
     uint32_t dropped_ = 0;  // depth inside script, style, head ...
     std::vector<long> lists_;
