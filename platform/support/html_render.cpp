@@ -12,6 +12,8 @@
 #include <cstring>
 #include <mutex>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/support/html_markup_fixes.h"
@@ -30,12 +32,9 @@ constexpr size_t kMaxNesting = 64;
 enum class Role : uint8_t { Inline, Block, LineBreak, Dropped, List, OrderedList, Item, Table, Row, Cell, Pre,
                             Bold, Italic, Underline, Link, Image };
 
+// Looked up at every tag, start and end: a hash, not a walk down the list.
 Role RoleOf(const char* name) {
-    struct Rule {
-        const char* name;
-        Role role;
-    };
-    static constexpr Rule kRules[] = {
+    static const std::unordered_map<std::string_view, Role> kRoles = {
         {"p", Role::Block}, {"div", Role::Block}, {"h1", Role::Block}, {"h2", Role::Block}, {"h3", Role::Block},
         {"h4", Role::Block}, {"h5", Role::Block}, {"h6", Role::Block}, {"blockquote", Role::Block},
         {"hr", Role::Block}, {"dl", Role::Block}, {"dt", Role::Block}, {"dd", Role::Block},
@@ -52,9 +51,8 @@ Role RoleOf(const char* name) {
         {"strong", Role::Bold}, {"i", Role::Italic}, {"em", Role::Italic}, {"u", Role::Underline},
         {"ins", Role::Underline}, {"a", Role::Link}, {"img", Role::Image},
     };
-    for (const Rule& rule : kRules)
-        if (std::strcmp(rule.name, name) == 0) return rule.role;
-    return Role::Inline;
+    const auto found = kRoles.find(name);
+    return found == kRoles.end() ? Role::Inline : found->second;
 }
 
 const char* Attribute(const xmlChar** atts, const char* name) {
