@@ -90,6 +90,25 @@ TEST(HtmlBody, CidPicturesBecomeTheirPartsSubdocuments) {
     EXPECT_NE(host.Text().find("Hello to myself\nHere's a nyan cat"), std::string::npos) << host.Text();
 }
 
+TEST(HtmlBody, PicturesByContentLocationAndAltTextForTheOthers) {
+    const std::string png = "Content-Type: image/png\r\nContent-Transfer-Encoding: base64\r\nContent-Location: ";
+    const std::string pixel = "\r\n\r\niVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mNkYPhfDwAChwGA60e6kgAAAABJRU5ErkJggg==\r\n";
+    const std::string mail =
+        "Subject: related\r\nMIME-Version: 1.0\r\nContent-Type: multipart/related; boundary=b\r\n\r\n"
+        "--b\r\nContent-Type: text/html\r\n\r\n<p>A<img src=\"images/pic.png\" alt=\"pic\">"
+        "B<img src=\"http://example.org/file.png\" alt=\"file\">C<img src=\"cid:gone\" alt=\"gone\"><img src=\"other/file.png\"></p>\r\n"
+        "--b\r\n" + png + "http://example.org/images/pic.png" + pixel + "--b\r\n" + png + "file.png" + pixel +
+        "--b\r\n" + png + "other/file.png" + pixel + "--b--\r\n";
+    RecordingHost host;
+    ASSERT_EQ(RunDocument(host, mail, FI_INTERNET_MAIL), 0);
+    const uint32_t pic = SubdocAt(host, BodyOffsetAfter(mail, "Content-Location: http://example.org/images/pic.png"));
+    ASSERT_NE(pic, 0u) << host.Transcript();
+    const uint32_t other = SubdocAt(host, BodyOffsetAfter(mail, "Content-Location: other/file.png"));
+    // file.png is the last segment of two locations: only a whole one picks one.
+    EXPECT_EQ(PlacedObjects(host), (std::vector<uint32_t>{pic, other})) << host.Transcript();
+    EXPECT_NE(host.Text().find("A\nB[file]C[gone]\n"), std::string::npos) << host.Text();
+}
+
 TEST(HtmlBody, StopsAndRestoresGiveTheUninterruptedOutput) {
     const std::string mail = HtmlMail("; charset=utf-8", LongHtmlBody());
     ASSERT_GT(mail.size(), 100000u);
