@@ -136,6 +136,9 @@ def reference_bodies(raw):
     return bodies
 
 
+NOTHING_RENDERED = re.compile(r"^\[no support filter rendered this [^\]]*\]$", re.M)
+
+
 def rendered_bodies(cli, path):
     """The text of each text/html part in our JSON rendering."""
     run = subprocess.run([cli, "view", "--format", "json", path], capture_output=True, timeout=60)
@@ -158,7 +161,9 @@ def rendered_bodies(cli, path):
         if index == 0 and not types:
             types = [value.lower() for value in top]
         if types and types[0].startswith("text/html"):
-            bodies.append(words("\n".join(lines).replace("[object]", " ")))
+            # The CLI's own line for a body that rendered nothing is no text of the body.
+            body = NOTHING_RENDERED.sub("", "\n".join(lines))
+            bodies.append(words(body.replace("[object]", " ")))
     return bodies
 
 
