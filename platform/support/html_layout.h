@@ -11,7 +11,7 @@
 
 class TextLayout {
 public:
-    explicit TextLayout(EventSink* out) : out_(out) {}
+    explicit TextLayout(RenderSink* out) : out_(out) {}
 
     void Text(std::string_view utf8);  // well-formed UTF-8 from the parser
     void Literal(std::string_view utf8);  // text we add ([alt]): never collapsed away
@@ -35,7 +35,7 @@ private:
     void PutChar(char32_t c);
     void Switch(Style style, bool on);
 
-    EventSink* out_;
+    RenderSink* out_;
     Line line_ = Line::Empty;
     bool pendingSpace_ = false;
     bool skipNewline_ = false;  // the newline right after <pre> isn't shown

@@ -92,7 +92,7 @@ public:
 
 private:
     GroupState& Group() { return groups_.back(); }
-    EventSink& Out() { return *context_.out; }
+    RenderSink& Out() { return *context_.out; }
 
     // --- groups ---------------------------------------------------------
     void GroupOpen() override {

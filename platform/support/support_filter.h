@@ -32,7 +32,7 @@ struct SupportEvent {
 };
 
 // Where a renderer writes. Text, then the structure around it.
-class EventSink {
+class RenderSink {
 public:
     void Char(char32_t c) { events_.push_back({SupportEvent::kChar, static_cast<uint32_t>(c), 0, 0}); }
     void Break(uint32_t kind = 1) { events_.push_back({SupportEvent::kBreak, kind, 0, 0}); }
@@ -67,7 +67,7 @@ private:
 // `locators` again before each feed: the list is the filter's and is handed
 // over anew on every read.
 struct RenderContext {
-    EventSink* out = nullptr;
+    RenderSink* out = nullptr;
     uint32_t charset = 0;                // the part's CharsetId
     const GrowList* locators = nullptr;  // LocatorRecord elements, may be null
 };

@@ -240,7 +240,7 @@ private:
     uint32_t skip_ = 0;    // of them, still to drop before output resumes
     uint32_t consumed_ = 0;
     bool ended_ = false;
-    EventSink sink_;
+    RenderSink sink_;
     RenderContext context_;
     GrowList* chains_ = nullptr;
     std::vector<RangeStep> ranges_;

@@ -1,6 +1,5 @@
 // The RTF renderer alone, fed as the support session feeds it: the body in
-// chunks of any size. (Apart from the filter tests: the renderer's EventSink
-// and the recording host's share a name.)
+// chunks of any size.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -17,7 +16,7 @@ using Events = std::vector<std::vector<uint32_t>>;
 
 // Everything the renderer makes of `rtf` fed `step` bytes at a time.
 Events Render(const std::string& rtf, size_t step) {
-    EventSink sink;
+    RenderSink sink;
     RenderContext context;
     context.out = &sink;
     auto renderer = MakeRtfRenderer(context);
