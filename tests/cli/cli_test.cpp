@@ -66,6 +66,16 @@ TEST(Cli, JsonAndEventsRenderingsMatchTheirExpectedFiles) {
         "\"type\": \"application/pdf\", \"size\": 304}]}\n"))
         << parts.out;
 
+    // Rich bodies: HTML attributes and link colour in the events, a TNEF
+    // document's RTF body and attachments in the JSON.
+    const std::string html = RunCli({"view", "--format", "events", kExamples + "newsletter-html.eml"}).out;
+    EXPECT_NE(html.find("SoSetProperty 8 2 1 0\n"), std::string::npos);
+    EXPECT_NE(html.find("SoSetTextColor 0 0xFF0000\nSoSetProperty 8 4 1 0\n"), std::string::npos);
+    const std::string tnef =
+        RunCli({"view", "--format", "json", std::string(MAILSIFT_DATA_DIR) + "/ytnef/missing-filenames.tnef"}).out;
+    EXPECT_NE(tnef.find("\"text\": \"Hi Stephen,\\n\\nSue has"), std::string::npos) << tnef.substr(0, 300);
+    EXPECT_NE(tnef.find("{\"index\": 1, \"name\": \"generpts.src\""), std::string::npos);
+
     // --as overrides identification and shows in the JSON.
     const CliResult as = RunCli({"view", "--format", "json", "--as", "0x4A8",
                                  kExamples + "welcome.eml"});
