@@ -15,10 +15,13 @@ inline std::string Le(uint32_t value, int bytes) {
 
 inline std::string Header() { return std::string("\x78\x9F\x3E\x22", 4) + Le(0x1234, 2); }
 
-// One attribute record; the checksum is left 0 (the walker never looks at it).
+// One attribute record, with the checksum other readers insist on (the
+// walker never looks at it).
 inline std::string Attribute(uint8_t level, uint16_t id, const std::string& data) {
+    uint32_t sum = 0;
+    for (unsigned char c : data) sum += c;
     return std::string(1, static_cast<char>(level)) + Le(id, 2) + Le(0x0006, 2) +
-           Le(static_cast<uint32_t>(data.size()), 4) + data + Le(0, 2);
+           Le(static_cast<uint32_t>(data.size()), 4) + data + Le(sum & 0xFFFF, 2);
 }
 
 // A sized property (PT_BINARY 258 or PT_STRING8 30) with one value.
@@ -37,6 +40,7 @@ constexpr uint16_t kAttMsgProps = 0x9003;
 constexpr uint16_t kAttTitle = 0x8010;
 constexpr uint16_t kAttData = 0x800F;
 constexpr uint16_t kAttAttachment = 0x9005;
+constexpr uint16_t kAttRendData = 0x9002;
 constexpr uint16_t kPrDisplayName = 0x3001;
 constexpr uint16_t kPrDataBin = 0x3701;
 constexpr uint16_t kPrRtfCompressed = 0x1009;

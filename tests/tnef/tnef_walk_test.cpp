@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "tests/cli/cli_run.h"
 #include "tests/tnef/tnef_builder.h"
@@ -48,6 +50,24 @@ TEST(TnefWalk, NamesAndDataFollowTheLastWordInTheFile) {
            Attribute(kAttachment, kAttAttachment, PropertyBlock(0, "")) +
            Attribute(kAttachment, kAttTitle, "late.txt") + Attribute(kAttachment, kAttAttachment, PropertyBlock(0, ""));
     EXPECT_EQ(Ls("unnamed.tnef", tnef), "1\tlate.txt\ttext/plain\t3\n");
+}
+
+// An 8-bit title names the file as the `tnef` tool names it, read as the
+// Windows code page the tool leaves it in.
+TEST(TnefWalk, EightBitTitlesAgreeWithTheTnefTool) {
+    const std::string size = PropertyBlock(1, Le(3, 2) + Le(0x0E20, 2) + Le(4, 4));  // PR_ATTACH_SIZE
+    const std::string tnef = Header() + Attribute(kAttachment, kAttRendData, std::string(14, '\0')) +
+                             Attribute(kAttachment, kAttTitle, std::string("Gr\xFC\xDF" "e.txt\0", 10)) +
+                             Attribute(kAttachment, kAttData, "DATA") + Attribute(kAttachment, kAttAttachment, size);
+    const std::string path = WriteTemp("eight-bit.tnef", tnef);
+    const std::filesystem::path tool = OwnTempFolder() / "tnef-eight-bit";
+    std::filesystem::remove_all(tool);
+    std::filesystem::create_directories(tool);
+    std::system(("tnef -C '" + tool.string() + "' -f '" + path + "' > /dev/null 2>&1").c_str());
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(tool)) names.push_back(entry.path().filename());
+    EXPECT_EQ(names, std::vector<std::string>{"Gr\xFC\xDF" "e.txt"});
+    EXPECT_EQ(Ls("eight-bit.tnef", tnef), "1\tGr\xC3\xBC\xC3\x9F" "e.txt\ttext/plain\t4\n");
 }
 
 TEST(TnefWalk, LongTitlesAndCutStreamsKeepWhatWasFound) {
