@@ -40,13 +40,6 @@ private:
     std::string path_;
 };
 
-struct Closer {
-    void operator()(IoObject* object) const {
-        if (object != nullptr) object->Close(object);
-    }
-};
-using ObjectPtr = std::unique_ptr<IoObject, Closer>;
-
 ObjectPtr OpenFile(const std::string& path) { return ObjectPtr(FileObjectOpen(path.c_str())); }
 
 ObjectPtr OpenRange(IoObject* base, uint32_t first, uint32_t last) {
@@ -55,29 +48,6 @@ ObjectPtr OpenRange(IoObject* base, uint32_t first, uint32_t last) {
     return ObjectPtr(base->Open(&out, IO_OPEN_RANGE, &request, 1) == 0 ? out : nullptr);
 }
 
-
-// Reads from the present position to the end, `chunk` bytes per call, and
-// never more than any test's file holds.
-std::string ReadRest(IoObject* object, uint32_t chunk = 2048) {
-    std::string all, buf(chunk, '\0');
-    uint32_t got = 0;
-    while (all.size() < (1u << 20) && object->Read(object, buf.data(), chunk, &got) == 0 && got != 0)
-        all.append(buf.data(), got);
-    return all;
-}
-
-uint32_t TellOf(IoObject* object) {
-    uint32_t pos = 0xDEADBEEF;
-    object->Tell(object, &pos);
-    return pos;
-}
-
-std::string NameOf(IoObject* object) {
-    char name[513];
-    memset(name, 'x', sizeof(name));
-    if (object->GetInfo(object, IO_INFO_NAME, name) != 0) return "<no answer>";
-    return name;
-}
 
 uint32_t NameKindOf(IoObject* object) {
     uint32_t kind = 0;
