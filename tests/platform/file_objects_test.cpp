@@ -5,8 +5,6 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,26 +17,6 @@ namespace {
 
 const std::string kDigits = "0123456789";
 IoObject* const kPreset = reinterpret_cast<IoObject*>(-1);
-
-class TempDir {
-public:
-    TempDir() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "mailsift-platform-XXXXXX").string();
-        if (mkdtemp(pattern.data()) != nullptr) path_ = pattern;
-    }
-    ~TempDir() {
-        std::error_code ignored;
-        if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
-    }
-    const std::string& Path() const { return path_; }
-    std::string Write(const std::string& name, const std::string& bytes) const {
-        std::ofstream(path_ + "/" + name, std::ios::binary) << bytes;
-        return path_ + "/" + name;
-    }
-
-private:
-    std::string path_;
-};
 
 ObjectPtr OpenFile(const std::string& path) { return ObjectPtr(FileObjectOpen(path.c_str())); }
 
@@ -89,8 +67,7 @@ void Walk(IoObject* object, const std::vector<Step>& steps) {
 }
 
 TEST(FileObject, ReadsSeeksTellsAndNames) {
-    TempDir dir;
-    ObjectPtr file = OpenFile(dir.Write("report 2024.eml", kDigits));
+    ObjectPtr file = OpenFile(WriteTemp("report 2024.eml", kDigits));
     ASSERT_NE(file, nullptr);
     EXPECT_EQ(file->Write, nullptr);
     EXPECT_EQ(file->Open, &PlatformOpen);
@@ -123,8 +100,7 @@ TEST(FileObject, ReadsSeeksTellsAndNames) {
 TEST(FileObject, ReadsLargerThanTheWindowMatchTheBytes) {
     std::string bytes(300 * 1024, '\0');
     for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>((i * 7919u) >> 3);
-    TempDir dir;
-    ObjectPtr file = OpenFile(dir.Write("big.bin", bytes));
+    ObjectPtr file = OpenFile(WriteTemp("big.bin", bytes));
     ASSERT_NE(file, nullptr);
     ASSERT_EQ(file->Seek(file.get(), 0, 1000), 0);
     std::string large(100 * 1024, '\0');
@@ -138,9 +114,8 @@ TEST(FileObject, ReadsLargerThanTheWindowMatchTheBytes) {
 }
 
 TEST(FileObject, RefusesWhatIsNoRegularFile) {
-    TempDir dir;
-    for (const auto& [path, error] : {std::pair<std::string, int>{dir.Path() + "/missing", ENOENT},
-                                      {dir.Path(), EISDIR}, {"", ENOENT}}) {
+    for (const auto& [path, error] : {std::pair<std::string, int>{OwnTempFolder().string() + "/missing", ENOENT},
+                                      {OwnTempFolder().string(), EISDIR}, {"", ENOENT}}) {
         errno = 0;
         EXPECT_EQ(FileObjectOpen(path.c_str()), nullptr) << path;
         EXPECT_EQ(errno, error) << path;
@@ -149,8 +124,7 @@ TEST(FileObject, RefusesWhatIsNoRegularFile) {
 }
 
 TEST(RangeObject, CountsFromItsFirstByteAndStopsAtItsLast) {
-    TempDir dir;
-    ObjectPtr file = OpenFile(dir.Write("digits.txt", kDigits));
+    ObjectPtr file = OpenFile(WriteTemp("digits.txt", kDigits));
     ASSERT_NE(file, nullptr);
     ObjectPtr range = OpenRange(file.get(), 2, 5);
     ASSERT_NE(range, nullptr);
@@ -179,8 +153,7 @@ TEST(RangeObject, CountsFromItsFirstByteAndStopsAtItsLast) {
 }
 
 TEST(RangeObject, EndsEmptyRangesAndRangesOfRanges) {
-    TempDir dir;
-    ObjectPtr file = OpenFile(dir.Write("digits.txt", kDigits));
+    ObjectPtr file = OpenFile(WriteTemp("digits.txt", kDigits));
     ASSERT_NE(file, nullptr);
     ObjectPtr outer = OpenRange(file.get(), 1, 8);  // "12345678"
     ASSERT_NE(outer, nullptr);
@@ -239,12 +212,11 @@ TEST(RangeObject, WorksOverForeignObjectsThatDeliverLittleAtATime) {
 // Siblings of the file, of a sibling and of a range of a range over the
 // file; names that could leave the directory are refused.
 TEST(SiblingObject, OpensFilesBesideTheBaseFileOnly) {
-    TempDir dir;
-    std::filesystem::create_directory(dir.Path() + "/sub");
-    dir.Write("outside.txt", "outside");
-    dir.Write("sub/set.002", "second piece");
-    dir.Write("sub/a..b", "dots inside a name");
-    ObjectPtr first = OpenFile(dir.Write("sub/set.001", "first piece"));
+    std::filesystem::create_directory(OwnTempFolder().string() + "/sub");
+    WriteTemp("outside.txt", "outside");
+    WriteTemp("sub/set.002", "second piece");
+    WriteTemp("sub/a..b", "dots inside a name");
+    ObjectPtr first = OpenFile(WriteTemp("sub/set.001", "first piece"));
     ASSERT_NE(first, nullptr);
     ObjectPtr range = OpenRange(first.get(), 0, 4);
     ASSERT_NE(range, nullptr);
@@ -284,9 +256,8 @@ TEST(SiblingObject, OpensFilesBesideTheBaseFileOnly) {
 // Kind 19 reaches the decoding stages; ranges work over what they deliver,
 // and a decoded object has no directory for siblings.
 TEST(PlatformOpen, DecodedObjectsServeAsBases) {
-    TempDir dir;
-    ObjectPtr file = OpenFile(dir.Write("note.b64", "SGVsbG8sIGRlY29kZWQgd29ybGQh\r\n"));  // "Hello, decoded world!"
-    dir.Write("other.txt", "other");
+    ObjectPtr file = OpenFile(WriteTemp("note.b64", "SGVsbG8sIGRlY29kZWQgd29ybGQh\r\n"));  // "Hello, decoded world!"
+    WriteTemp("other.txt", "other");
     ASSERT_NE(file, nullptr);
     IoDecodeRequest request{file.get(), 0, 2, {0, 0, 0, 0}};
     IoObject* out = kPreset;

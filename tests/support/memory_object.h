@@ -1,11 +1,15 @@
 // memory_object.h - an IoObject over an owned copy of a byte buffer, for
 // tests. Read, Seek, Tell and GetInfo (3: a settable name, 14: 8-bit name)
 // behave like a file; Open is the platform's, so range and decoding objects
-// can be derived from it. Failures can be injected.
+// can be derived from it. Failures can be injected. Below it, what tests of
+// IoObjects and files share.
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -88,4 +92,30 @@ inline std::string NameOf(IoObject* object, uint32_t what = 3) {
     char name[513];
     std::memset(name, 'x', sizeof name);
     return object->GetInfo(object, what, name) == 0 ? std::string(name, strnlen(name, sizeof name)) : "<refused>";
+}
+
+// A folder of this test process's own, removed when the process ends, so that
+// runs side by side and whatever else lives in /tmp stay out of each other's
+// way. Empty when it could not be made.
+inline const std::filesystem::path& OwnTempFolder() {
+    struct Folder {
+        std::filesystem::path path;
+        Folder() {
+            std::string pattern = (std::filesystem::temp_directory_path() / "mailsift-test-XXXXXX").string();
+            if (mkdtemp(pattern.data())) path = pattern;
+        }
+        ~Folder() {
+            std::error_code error;
+            if (!path.empty()) std::filesystem::remove_all(path, error);
+        }
+    };
+    static const Folder folder;
+    return folder.path;
+}
+
+// Writes `bytes` to `name` in the folder above; answers its path.
+inline std::string WriteTemp(const std::string& name, const std::string& bytes) {
+    const std::string path = (OwnTempFolder() / name).string();
+    std::ofstream(path, std::ios::binary) << bytes;
+    return path;
 }
