@@ -227,19 +227,6 @@ TEST(Identify, ReadsFromTheStartWhateverTheObjectsPosition) {
                  "application/pdf");
 }
 
-// The filter asks what lies under an encoding by identifying a decoding
-// stage: the service must read such objects from their start like files.
-TEST(Identify, LooksThroughDecodingStages) {
-    MemoryObject file(CorpusBytes("mime-tools/testin/zeegee.gif.uu"));
-    EXPECT_EQ(IdentifySpecial(file.get(), 4050), 4050);
-    IoDecodeRequest request{file.get(), 0, 15, {0, 0, 0, 0}};
-    IoObject* decoded = nullptr;
-    ASSERT_EQ(file.get()->Open(&decoded, IO_OPEN_DECODE, &request, 1), 0);
-    EXPECT_EQ(IdentifyObject(decoded), 1500);
-    EXPECT_STREQ(IdentifyMimeType(decoded), "image/gif");
-    decoded->Close(decoded);
-}
-
 TEST(CopyWideText, WidensEachByteUnsigned) {
     uint16_t wide[8];
     for (uint16_t& unit : wide) unit = 0xAAAA;
