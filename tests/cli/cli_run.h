@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -23,32 +22,6 @@ struct CliResult {
     std::string out;
     std::string err;
 };
-
-// A folder of this test process's own, removed when the process ends, so that
-// runs side by side and whatever else lives in /tmp stay out of each other's
-// way. Empty when it could not be made.
-inline const std::filesystem::path& OwnTempFolder() {
-    struct Folder {
-        std::filesystem::path path;
-        Folder() {
-            std::string pattern = (std::filesystem::temp_directory_path() / "mailsift-cli-XXXXXX").string();
-            if (mkdtemp(pattern.data())) path = pattern;
-        }
-        ~Folder() {
-            std::error_code error;
-            if (!path.empty()) std::filesystem::remove_all(path, error);
-        }
-    };
-    static const Folder folder;
-    return folder.path;
-}
-
-// Writes `bytes` to `name` in the folder above; answers its path.
-inline std::string WriteTemp(const std::string& name, const std::string& bytes) {
-    const std::string path = (OwnTempFolder() / name).string();
-    std::ofstream(path, std::ios::binary) << bytes;
-    return path;
-}
 
 // `env` entries ("NAME=value") are added to the inherited environment, by
 // running the program through env(1).

@@ -31,11 +31,6 @@ uint64_t StepBudget(uint64_t size, bool replay) { return (replay ? size : size /
 // sub-document.
 uint64_t CallBudget(uint64_t size) { return 64 * size + 1000000; }
 
-struct CloseObject {
-    void operator()(IoObject* object) const { object->Close(object); }
-};
-using FileStream = std::unique_ptr<IoObject, CloseObject>;
-
 // A filter instance with the host installed, freed at the end of the run.
 struct FilterInstance {
     FilterProc* proc = VwAllocProc();
@@ -215,7 +210,7 @@ CorpusRun RunStream(IoObject* stream, uint64_t size, const CorpusRunOptions& opt
 }  // namespace
 
 uint16_t IdentifyCorpusFile(const std::string& path) {
-    FileStream stream(FileObjectOpen(path.c_str()));
+    ObjectPtr stream(FileObjectOpen(path.c_str()));
     uint16_t formatId = FI_UNKNOWN;
     if (stream) IdentifyHandle(stream.get(), 0, &formatId);
     return formatId;
@@ -224,7 +219,7 @@ uint16_t IdentifyCorpusFile(const std::string& path) {
 CorpusRun RunCorpusFile(const std::string& path, const CorpusRunOptions& options) {
     std::error_code error;
     const uint64_t size = fs::file_size(path, error);
-    FileStream stream(FileObjectOpen(path.c_str()));
+    ObjectPtr stream(FileObjectOpen(path.c_str()));
     if (!error && stream) return RunStream(stream.get(), size, options);
     CorpusRun run;
     run.problems.push_back("cannot open the file");

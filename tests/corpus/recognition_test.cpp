@@ -26,6 +26,10 @@ constexpr const char* kOneFromLine =
     "one From line at a line start: a mailbox of one message, opened as 1187 with the From "
     "line in front of the header";
 
+constexpr const char* kBase64Line = "Newsgroups field; the body is one line of base64 text, no encoded segment";
+constexpr const char* kWholeYenc =
+    "a \"-- \" line, then a whole yEnc file (=ybegin without part=): complete, not a segment";
+
 const Recognition kMailboxes[] = {
     // Mailboxes of more than one message: two From lines, three with "From "
     // inside other lines too, five.
@@ -57,12 +61,9 @@ const Recognition kMailboxes[] = {
 
 const Recognition kNews[] = {
     // Byte-for-byte copies of these files in other folders of the corpus are left out.
-    {"comm-central/mail/components/extensions/test/xpcshell/messages/sample01.eml", 1193, 1193, 0,
-     "Newsgroups field; the body is one line of base64 text, no encoded segment"},
-    {"comm-central/mail/components/extensions/test/xpcshell/messages/sample04.eml", 1193, 1193, 0,
-     "Newsgroups field; the body is one line of base64 text, no encoded segment"},
-    {"comm-central/mail/components/extensions/test/xpcshell/messages/sample05.eml", 1193, 1193, 0,
-     "Newsgroups field; the body is one line of base64 text, no encoded segment"},
+    {"comm-central/mail/components/extensions/test/xpcshell/messages/sample01.eml", 1193, 1193, 0, kBase64Line},
+    {"comm-central/mail/components/extensions/test/xpcshell/messages/sample04.eml", 1193, 1193, 0, kBase64Line},
+    {"comm-central/mail/components/extensions/test/xpcshell/messages/sample05.eml", 1193, 1193, 0, kBase64Line},
     {"comm-central/mail/components/extensions/test/xpcshell/messages/sample06.eml", 1193, 1193, 0,
      "Newsgroups field; the body is the plain line \"No content type\""},
     {"mime-tools/testin/second.hdr", 1193, 1193, 0,
@@ -82,10 +83,8 @@ const Recognition kNews[] = {
      "the body opens with \"=ybegin part=3\": a later segment"},
     {"newsreap/00000021.ntx", 0, 1192, 0,
      "the same later segment as a mail: only news articles are checked for segments"},
-    {"mimekit/yenc/simple.msg", 1193, 1193, 0,
-     "a \"-- \" line, then a whole yEnc file (=ybegin without part=): complete, not a segment"},
-    {"newsreap/00000005.ntx", 1193, 1193, 0,
-     "a \"-- \" line, then a whole yEnc file (=ybegin without part=): complete, not a segment"},
+    {"mimekit/yenc/simple.msg", 1193, 1193, 0, kWholeYenc},
+    {"newsreap/00000005.ntx", 1193, 1193, 0, kWholeYenc},
     {"newsreap/5nl7kahf6idkev93a8qu5k9m4095nt5p2i@4ax-2.com.msg", 1193, 1193, 0,
      "quoted text, then a whole yEnc file (=ybegin without part=) at line 33: not a segment"},
     {"newsreap/5nl7kahf6idkev93a8qu5k9m4095nt5p2i@4ax-3.com.msg", 1193, 1193, 0,

@@ -73,10 +73,6 @@ std::string Message(const std::string& header, const std::string& body) {
     return "From: a@example.com\r\nSubject: test\r\n" + header + "\r\n" + body;
 }
 
-std::string Corpus(const std::string& relative) {
-    return ReadWholeFile(std::string(MAILSIFT_DATA_DIR) + "/" + relative);
-}
-
 std::string BodyOf(const std::string& mail) { return mail.substr(mail.find("\n\n") + 2); }
 
 // Each row: a part, the verdict, the decoding stages asked for, and the kind
@@ -129,9 +125,9 @@ TEST(Classify, VerdictsOfSingleParts) {
         {html, "\x01\x02\x03\xFF binary", {1999, 0}},
         {"Content-Type: image/png\r\n", std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR\x01\x02", 18), {1502, 0}},
         // Openings of line encodings on the raw bytes.
-        {"", Corpus("mime-tools/testin/zeegee.gif.uu"), {1500, TC_UUENCODE}, {TC_UUENCODE}},
-        {"", BodyOf(Corpus("uudeview/test/plain-yenc.good.msg")), {4022, TC_YENC}, {TC_YENC}},
-        {"", Corpus("convert-binhex/testin/eyeball.gif.hqx"), {1500, TC_BINHEX}, {TC_BINHEX}},
+        {"", CorpusBytes("mime-tools/testin/zeegee.gif.uu"), {1500, TC_UUENCODE}, {TC_UUENCODE}},
+        {"", BodyOf(CorpusBytes("uudeview/test/plain-yenc.good.msg")), {4022, TC_YENC}, {TC_YENC}},
+        {"", CorpusBytes("convert-binhex/testin/eyeball.gif.hqx"), {1500, TC_BINHEX}, {TC_BINHEX}},
         // A range that can't be opened leaves the part as it was.
         {"", "Hello\r\n", {0, 0}, {}, FI_INTERNET_MAIL, IO_OPEN_RANGE},
     };
@@ -161,7 +157,7 @@ TEST(Classify, TextHtmlAndPicturesOfAMultipartMail) {
         {1502, TC_BASE64}, {1500, TC_BASE64},
         {4022, 0},
     };
-    EXPECT_EQ(Classify(Corpus("mailparser/test/fixtures/nodemailer.eml")), expected);
+    EXPECT_EQ(Classify(CorpusBytes("mailparser/test/fixtures/nodemailer.eml")), expected);
 }
 
 // The part's range, and with it the sniffer's limit, ends with its body:
@@ -184,7 +180,7 @@ TEST(Classify, BodiesThatAreOneEncodedBlock) {
         // Text in front of the block: the body stays text, for the inline scan.
         {"uuencode-suid-permissions.good.msg", {{4022, 0}}},
     };
-    for (const auto& mail : mails) EXPECT_EQ(Classify(Corpus(std::string("uudeview/test/") + mail.file)), mail.expected);
+    for (const auto& mail : mails) EXPECT_EQ(Classify(CorpusBytes(std::string("uudeview/test/") + mail.file)), mail.expected);
 }
 
 }  // namespace

@@ -9,29 +9,15 @@
 
 #include "encoded/encoded.h"
 #include "input/input.h"
-#include "tests/support/memory_object.h"
+#include "tests/message/message_fixture.h"
 
 namespace encoded_test {
 
 // A reader and a line buffer over bytes in memory, freed at the end.
-struct ReaderOver {
-    MemoryObject object;
-    ByteReader* reader;
-    TextBuffer line{};
-
-    explicit ReaderOver(std::string_view bytes) : object(bytes), reader(ReaderOpen(object.get())) {
-        TextBufferAlloc(&line, 1024);
-    }
-    ~ReaderOver() {
-        ReaderClose(reader);
-        StringFree(line.block);
-    }
-    ReaderOver(const ReaderOver&) = delete;
-    ReaderOver& operator=(const ReaderOver&) = delete;
-};
+using ReaderOver = message_test::Scan;
 
 inline uint32_t Sniff(std::string_view text, uint32_t limit, uint32_t qpHint, uint32_t strict) {
-    ReaderOver over(text);
+    ReaderOver over{std::string(text)};
     return SniffEncoded(over.reader, limit, qpHint, strict, &over.line);
 }
 

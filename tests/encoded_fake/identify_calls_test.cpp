@@ -23,14 +23,6 @@ struct Calls {
     uint16_t special = 4050;  // what IdentifySpecial answers
 } g_calls;
 
-std::string ReadAll(IoObject* object) {
-    std::string bytes(4096, '\0');
-    uint32_t got = 0;
-    object->Seek(object, 0, 0);
-    object->Read(object, bytes.data(), static_cast<uint32_t>(bytes.size()), &got);
-    return bytes.substr(0, got);
-}
-
 const std::string kBlock =
     "begin 644 a.txt\r\nM5&AI<R!I<R!A('1E<W0@9FEL92!F;W(@:6QL=7-T<F%T:6YG('1H92!V87)I\r\n`\r\nend\r\n";
 
@@ -70,6 +62,7 @@ extern "C" void IdentifyHandle(IoObject*, uint32_t mode, uint16_t* formatId) {
 
 extern "C" uint16_t IdentifySpecial(IoObject* object, uint16_t hint) {
     g_calls.hints.push_back(hint);
-    g_calls.shown.push_back(ReadAll(object));
+    object->Seek(object, 0, 0);
+    g_calls.shown.push_back(ReadRest(object));
     return g_calls.special;
 }

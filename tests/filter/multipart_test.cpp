@@ -104,10 +104,4 @@ TEST(Multipart, RestoringAnEarlierPartReopensItsRange) {
     EXPECT_NE(again.find("SECONDPART"), std::string::npos) << again;
 }
 
-TEST(Multipart, AHeaderlessMailIsRefused) {
-    RecordingHost host;
-    EXPECT_EQ(RunDocument(host, "no header here, only words\r\n\r\nand more\r\n", FI_INTERNET_MAIL),
-              VW_ERR_NO_HEADER);
-}
-
 }  // namespace

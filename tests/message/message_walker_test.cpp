@@ -17,8 +17,6 @@ std::string Mixed(const std::string& children, const char* boundary = "XX") {
            "\"\n\npreamble\n" + children;
 }
 
-std::string Corpus(const char* path) { return ReadWholeFile(std::string(MAILSIFT_DATA_DIR) + "/" + path); }
-
 }  // namespace
 
 TEST(WalkMessage, StructuresAndRanges) {
@@ -175,7 +173,7 @@ void ExpectWithinBounds(const Walked& walked, const std::string& text, const std
 TEST(WalkMessageCorpus, MangledMailStaysWithinBounds) {
     // Delimiters, line ends and blank lines dropped into real mail at random
     // places: the walk and the plan end, and every range stays in the input.
-    const std::string source = Corpus("mailparser/test/fixtures/nested.eml");
+    const std::string source = CorpusBytes("mailparser/test/fixtures/nested.eml");
     const std::string pieces[] = {"\n--", "\r", "\n\n", "----=_NextPart_00", "--\n", "Content-Type: multipart/x; boundary=",
                                   std::string(1, '\0')};
     std::mt19937 random(20240601);

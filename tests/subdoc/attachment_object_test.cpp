@@ -38,12 +38,6 @@ AttachRecord Record(uint32_t offset, uint32_t length, uint32_t transferCode = 0,
     return record;
 }
 
-uint32_t TellOf(IoObject* object) {
-    uint32_t pos = 0xDEAD;
-    EXPECT_EQ(object->Tell(object, &pos), 0);
-    return pos;
-}
-
 class AttachmentObject : public ::testing::Test {
 protected:
     void SetUp() override {

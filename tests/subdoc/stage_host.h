@@ -45,22 +45,6 @@ inline StageLog& Stages() {
     return log;
 }
 
-// Reads `object` from where it stands to its end, `chunk` bytes per Read.
-inline std::string ReadRest(IoObject* object, uint32_t chunk = 4096) {
-    std::string bytes;
-    std::vector<char> buffer(chunk);
-    uint32_t got = 0;
-    while (object->Read(object, buffer.data(), chunk, &got) == 0 && got > 0 && got <= chunk)
-        bytes.append(buffer.data(), got);
-    return bytes;
-}
-
-// GetInfo `what` into the 513 bytes a host gives it; "<refused>" on failure.
-inline std::string NameOf(IoObject* object, uint32_t what = 3) {
-    char name[513] = {};
-    return object->GetInfo(object, what, name) == 0 ? name : "<refused>";
-}
-
 // The toy encoding: each byte as two lower-case hex digits.
 inline std::string HexOf(std::string_view bytes) {
     std::string hex;

@@ -1,12 +1,19 @@
 // memory_object.h - an IoObject over an owned copy of a byte buffer, for
 // tests. Read, Seek, Tell and GetInfo (3: a settable name, 14: 8-bit name)
 // behave like a file; Open is the platform's, so range and decoding objects
-// can be derived from it. Failures can be injected.
+// can be derived from it. Failures can be injected. Below it, what tests of
+// IoObjects and files share.
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/io_object.h"
 
@@ -51,3 +58,64 @@ private:
 
 // The bytes of a file, or an empty string when it can't be read.
 std::string ReadWholeFile(const std::string& path);
+// The same for a file below tests/data.
+inline std::string CorpusBytes(const std::string& relative) { return ReadWholeFile(MAILSIFT_DATA_DIR "/" + relative); }
+
+// Any IoObject, closed when it goes.
+struct IoCloser {
+    void operator()(IoObject* object) const { object->Close(object); }
+};
+using ObjectPtr = std::unique_ptr<IoObject, IoCloser>;
+
+// Reads `object` from where it stands to its end, `chunk` bytes per Read; a
+// Read that claims more than it was asked for ends it, as does more than any
+// test expects.
+inline std::string ReadRest(IoObject* object, uint32_t chunk = 4096) {
+    std::string bytes;
+    std::vector<char> buffer(chunk);
+    uint32_t got = 0;
+    while (bytes.size() < (64u << 20) && object->Read(object, buffer.data(), chunk, &got) == 0 && got > 0 &&
+           got <= chunk)
+        bytes.append(buffer.data(), got);
+    return bytes;
+}
+
+// The position Tell answers; 0xDEADBEEF when it fails.
+inline uint32_t TellOf(IoObject* object) {
+    uint32_t pos = 0;
+    return object->Tell(object, &pos) == 0 ? pos : 0xDEADBEEF;
+}
+
+// GetInfo `what` into the 513 bytes a host gives it, preset to 'x' so that a
+// missing NUL shows; "<refused>" on failure.
+inline std::string NameOf(IoObject* object, uint32_t what = 3) {
+    char name[513];
+    std::memset(name, 'x', sizeof name);
+    return object->GetInfo(object, what, name) == 0 ? std::string(name, strnlen(name, sizeof name)) : "<refused>";
+}
+
+// A folder of this test process's own, removed when the process ends, so that
+// runs side by side and whatever else lives in /tmp stay out of each other's
+// way. Empty when it could not be made.
+inline const std::filesystem::path& OwnTempFolder() {
+    struct Folder {
+        std::filesystem::path path;
+        Folder() {
+            std::string pattern = (std::filesystem::temp_directory_path() / "mailsift-test-XXXXXX").string();
+            if (mkdtemp(pattern.data())) path = pattern;
+        }
+        ~Folder() {
+            std::error_code error;
+            if (!path.empty()) std::filesystem::remove_all(path, error);
+        }
+    };
+    static const Folder folder;
+    return folder.path;
+}
+
+// Writes `bytes` to `name` in the folder above; answers its path.
+inline std::string WriteTemp(const std::string& name, const std::string& bytes) {
+    const std::string path = (OwnTempFolder() / name).string();
+    std::ofstream(path, std::ios::binary) << bytes;
+    return path;
+}
