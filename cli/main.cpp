@@ -13,11 +13,14 @@ struct Command {
 };
 
 const Command kCommands[] = {
-    {"view", ViewCommand, "view [--format text|events|json] [--as ID] FILE   render a document"},
-    {"ls", LsCommand, "ls [--as ID] FILE                                 list its sub-documents"},
+    {"view", ViewCommand,
+     "view [--format text|events|json] [--width N] [--as ID] FILE   render a document"},
+    {"ls", LsCommand,
+     "ls [--as ID] FILE                                             list its sub-documents"},
     {"extract", ExtractCommand,
-     "extract [-o DIR] [-n INDEX]... [--as ID] FILE     write them out"},
-    {"identify", IdentifyCommand, "identify FILE                                    what the service says"},
+     "extract [-o DIR] [-n INDEX]... [--as ID] FILE                 write them out"},
+    {"identify", IdentifyCommand,
+     "identify FILE                                                 what the service says"},
 };
 
 void PrintUsage(FILE* to) {

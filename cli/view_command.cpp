@@ -6,6 +6,9 @@
 #include <memory>
 #include <string>
 
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include "cli/commands.h"
 #include "hostkit/document_render.h"
 #include "hostkit/document_run.h"
@@ -21,8 +24,32 @@ enum class Format { Text, Events, Json };
 struct ViewOptions {
     Format format = Format::Text;
     long formatId = -1;  // --as; -1 to identify
+    long width = 0;      // --width; 0 for the terminal's, or 80
     std::string file;
 };
+
+constexpr long kLeastWidth = 10;
+constexpr long kMostWidth = 10000;
+
+bool ParseWidth(const char* text, long* width) {
+    char* end = nullptr;
+    errno = 0;
+    *width = std::strtol(text, &end, 10);
+    return errno == 0 && end != text && *end == '\0' && *width >= kLeastWidth &&
+           *width <= kMostWidth;
+}
+
+// Attributes only where a person reads them; the width of the terminal
+// there, 80 columns in a pipe or a file, unless --width says otherwise.
+TextStyle StyleOfStdout(long width) {
+    TextStyle style;
+    style.terminal = isatty(STDOUT_FILENO) == 1;
+    winsize size{};
+    if (style.terminal && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+        style.width = size.ws_col;
+    if (width > 0) style.width = static_cast<unsigned>(width);
+    return style;
+}
 
 // Answers kExitOk, or kExitUsage after complaining.
 int ParseViewOptions(int argc, char** argv, ViewOptions* options) {
@@ -39,6 +66,10 @@ int ParseViewOptions(int argc, char** argv, ViewOptions* options) {
             if (!ParseFormatId(argv[++i], &options->formatId))
                 return Complain(std::string("--as needs a FormatId from 0 to 65535, not '") +
                                 argv[i] + "'"), kExitUsage;
+        } else if (arg == "--width" && hasValue) {
+            if (!ParseWidth(argv[++i], &options->width))
+                return Complain(std::string("--width needs a number of columns from 10 to 10000, not '") +
+                                argv[i] + "'"), kExitUsage;
         } else if (arg.size() > 1 && arg[0] == '-') {
             return Complain("view: unknown or incomplete option '" + arg + "'"), kExitUsage;
         } else if (options->file.empty()) {
@@ -48,7 +79,7 @@ int ParseViewOptions(int argc, char** argv, ViewOptions* options) {
         }
     }
     if (options->file.empty()) {
-        Complain("usage: mailsift view [--format text|events|json] [--as ID] FILE");
+        Complain("usage: mailsift view [--format text|events|json] [--width N] [--as ID] FILE");
         return kExitUsage;
     }
     return kExitOk;
@@ -105,7 +136,7 @@ DocumentOutcome Render(const FilterApi& api, IoObject* stream, uint16_t formatId
         target.Get().Finish(render.attachments());
         return outcome;
     }
-    TextOutput text(out);
+    TextOutput text(out, StyleOfStdout(options.width));
     DocumentRender render(text, formatId);
     DocumentOutcome outcome = RunDocument(api, stream, formatId, render);
     render.Finish();

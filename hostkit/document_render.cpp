@@ -85,6 +85,14 @@ void DocumentRender::EndBody() {
         PutAscii("[no support filter rendered this " + type + " body]\n");
     }
     richType_.clear();
+    PlainFormat();
+}
+
+// A body that ends inside a centred span or an indent must not leave the
+// next part's text formatted: formats last to the end of a body.
+void DocumentRender::PlainFormat() {
+    if (!(format_ == ParagraphFormat{})) target_.Format(format_ = ParagraphFormat{});
+    if (attributes_ != 0) target_.Attributes(attributes_ = 0);
 }
 
 void DocumentRender::Route() {
@@ -256,5 +264,32 @@ int32_t DocumentRender::SetProperty(uint32_t form, uint32_t what, uint32_t a, ui
     if (form == PROP_RECIPE_STEP && what == STEP_SPECIAL && a == 0 && declaring_ != 0)
         attachmentOf_[declaring_] = b;
     if (form == PROP_RECIPE_END) declaring_ = 0;
+    // Table cells are laid out as rows, whatever the filter asks of them.
+    if (tableDepth_ > 0) return 0;
+    if (form == PROP_INDENT || form == PROP_ALIGNMENT) SetIndentOrAlignment(form, what, b);
+    if (form == PROP_ATTRIBUTE) SetAttribute(what, a != 0);
     return 0;
+}
+
+// Indents come as (which, mode, amount), an alignment as (value, 0, 0).
+void DocumentRender::SetIndentOrAlignment(uint32_t form, uint32_t which, uint32_t amount) {
+    ParagraphFormat next = format_;
+    if (form == PROP_ALIGNMENT) next.alignment = which;
+    else if (which == 0) next.leftIndent = static_cast<int32_t>(amount);
+    else if (which == 1) next.rightIndent = static_cast<int32_t>(amount);
+    else if (which == 2) next.firstIndent = static_cast<int32_t>(amount);
+    if (next == format_) return;
+    Route();  // the text before the change keeps the format it came in
+    target_.Format(format_ = next);
+}
+
+void DocumentRender::SetAttribute(uint32_t attribute, bool on) {
+    unsigned bit = 0;
+    if (attribute == ATTR_BOLD) bit = kAttrBold;
+    if (attribute == ATTR_ITALIC) bit = kAttrItalic;
+    if (attribute == ATTR_UNDERLINE) bit = kAttrUnderline;
+    const unsigned next = on ? attributes_ | bit : attributes_ & ~bit;
+    if (bit == 0 || next == attributes_) return;
+    Route();
+    target_.Attributes(attributes_ = next);
 }

@@ -35,11 +35,36 @@ struct AttachmentLink {
     uint64_t size = 0;   // decoded bytes
 };
 
+// Values of the filter's paragraph alignment; 0 (never set) and the end of
+// an aligned span both mean flush left.
+enum ParagraphAlignment : uint32_t {
+    kAlignLeft = 1,
+    kAlignRight = 2,
+    kAlignCentre = 3,
+    kAlignEnd = 4
+};
+
+// The paragraph format the filter has set, in its own units.
+struct ParagraphFormat {
+    int32_t leftIndent = 0;   // 720 to an indent step
+    int32_t rightIndent = 0;
+    int32_t firstIndent = 0;  // the first line's, relative to the left one
+    uint32_t alignment = 0;   // a ParagraphAlignment, or 0
+    bool operator==(const ParagraphFormat&) const = default;
+};
+
+// Character attributes a renderer may show, as bits.
+enum TextAttribute : unsigned { kAttrBold = 1, kAttrItalic = 2, kAttrUnderline = 4 };
+
 class RenderTarget {
 public:
     virtual ~RenderTarget() = default;
     virtual void Table(const RenderedTable& table) = 0;
     virtual void Text(std::string_view utf8) = 0;
+    // Formats hold for the text handed on after them, until the next call;
+    // a target that shows bare text leaves them alone.
+    virtual void Format(const ParagraphFormat&) {}
+    virtual void Attributes(unsigned /*textAttributes*/) {}
 };
 
 // The host's words behind the fixed-text numbers; empty for an unknown one.
@@ -88,6 +113,9 @@ private:
     void PutAscii(std::string_view text);
     void EndRow();
     std::string& CurrentCell();
+    void SetIndentOrAlignment(uint32_t form, uint32_t which, uint32_t amount);
+    void SetAttribute(uint32_t attribute, bool on);
+    void PlainFormat();
 
     RenderTarget& target_;
     uint16_t documentFormat_;
@@ -107,4 +135,6 @@ private:
     // has been shown yet.
     std::string richType_;
     bool bodyShown_ = false;
+    ParagraphFormat format_;
+    unsigned attributes_ = 0;  // TextAttribute bits
 };

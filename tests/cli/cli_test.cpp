@@ -121,9 +121,12 @@ TEST(Cli, UsageAndInputErrorsHaveTheirOwnStatus) {
     const std::string mail = kExamples + "welcome.eml";
     for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
              {}, {"frobnicate"}, {"view"}, {"view", "--format", "pdf", mail}, {"view", "--as", "70000", mail},
-             {"view", "--as", mail}, {"view", "--bogus", mail}, {"view", mail, kExamples + "tiny.eml"}})
+             {"view", "--as", mail}, {"view", "--bogus", mail}, {"view", mail, kExamples + "tiny.eml"},
+             {"view", "--width", "9", mail}, {"view", "--width", "4x", mail}})
         EXPECT_EQ(RunCli(args).status, 2) << testing::PrintToString(args);
     EXPECT_EQ(RunCli({"--help"}).status, 0);
+    // A width moves only aligned or indented text; this mail has none.
+    EXPECT_EQ(RunCli({"view", "--width", "30", mail}).out, ReadWholeFile(kExamples + "welcome.txt"));
 
     CliResult run = RunCli({"view", "/nonexistent/mail.eml"});
     EXPECT_EQ(run.status, 3);
