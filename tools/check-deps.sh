@@ -4,7 +4,7 @@
 # and fails, so that no test silently skips a comparison.
 set -euo pipefail
 packages=(g++ clang cmake ninja-build pkg-config libmagic-dev libxml2-dev libgtest-dev
-          libbenchmark-dev python3 uudeview tnef libxml2-utils)
+          libbenchmark-dev python3 uudeview time tnef libxml2-utils)
 missing=()
 for p in "${packages[@]}"; do
   if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then
