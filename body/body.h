@@ -11,8 +11,13 @@
 
 // Plain text from `position` up to `limit` in the part's charset.
 uint16_t PlainBodyWrite(ByteReader* reader, uint32_t position, uint32_t limit, FilterProc* proc);
+// The two rich text writers resume at `start` (0: a new body) with the
+// format they kept in FilterData.
 uint16_t EnrichedBodyWrite(ByteReader* reader, uint32_t start, uint32_t limit, FilterProc* proc);
 uint16_t RichtextBodyWrite(ByteReader* reader, uint32_t start, uint32_t limit, FilterProc* proc);
+// 1 when a blank line follows at the reader's position (LF LF, CR CR or
+// CR LF CR LF), else 0; the position is kept.
+uint32_t NextIsBlankLine(ByteReader* reader);
 uint16_t SupportRun1101(ByteReader* reader, FilterProc* proc);
 uint16_t SupportRun1028(ByteReader* reader, FilterProc* proc);
 uint16_t TnefBodyRun(IoObject* stream, FilterProc* proc);
