@@ -10,6 +10,7 @@ DocumentOutcome RunRecipes(const FilterApi& api, IoObject* document, uint16_t fo
     // and its close.
     auto openAll = [&](FilterProc* proc) {
         for (const Recipe& recipe : collector.recipes()) {
+            if (recipe.repeats != 0) continue;
             RecipeStream stream;
             std::string error;
             const bool opened = stream.Open(api, document, proc, recipe, &error);

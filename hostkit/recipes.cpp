@@ -71,6 +71,7 @@ int32_t RecipeCollector::NewSubdoc(uint32_t* number) {
     if (recipes_.size() >= kMaxRecipes) return 0;
     Recipe recipe;
     recipe.number = static_cast<uint32_t>(recipes_.size() + 1);
+    recipe.repeats = linkOpen_;
     recipes_.push_back(std::move(recipe));
     declaring_ = &recipes_.back();
     if (number) *number = declaring_->number;
@@ -81,6 +82,7 @@ int32_t RecipeCollector::SetProperty(uint32_t form, uint32_t what, uint32_t a, u
     if (!declaring_) return 0;
     if (form == PROP_RECIPE_END) {
         declaring_->complete = true;
+        MarkRepeat(*declaring_);
         declaring_ = nullptr;
     } else if (form == PROP_RECIPE_STEP) {
         if (declaring_->steps.size() < kMaxSteps)
@@ -102,8 +104,20 @@ int32_t RecipeCollector::RegisterText(const uint16_t* text, uint32_t charset, ui
     return 0;
 }
 
+void RecipeCollector::MarkRepeat(Recipe& recipe) {
+    if (recipe.repeats != 0) return;
+    for (const Recipe& earlier : recipes_) {
+        if (&earlier == &recipe) return;
+        if (earlier.complete && earlier.steps == recipe.steps) {
+            recipe.repeats = earlier.repeats != 0 ? earlier.repeats : earlier.number;
+            return;
+        }
+    }
+}
+
 int32_t RecipeCollector::BeginTag(uint32_t kind, uint32_t id, const uint32_t* record) {
     if (kind != TAG_LINK || !record || id == 0 || id > recipes_.size()) return 0;
+    linkOpen_ = id;
     Recipe& recipe = recipes_[id - 1];
     if (!recipe.linkName.empty() || !recipe.linkText.empty()) return 0;  // the first link names it
     const auto text = texts_.find(record[2]);
@@ -117,7 +131,7 @@ int32_t RecipeCollector::BeginTag(uint32_t kind, uint32_t id, const uint32_t* re
 }
 
 int32_t RecipeCollector::EndTag(uint32_t kind, uint32_t) {
-    if (kind == TAG_LINK) showing_ = 0;
+    if (kind == TAG_LINK) showing_ = linkOpen_ = 0;
     return 0;
 }
 
