@@ -1,6 +1,7 @@
 // ls_command.cpp - `mailsift ls [--as ID] FILE`: one line per sub-document
 // the filter declares (attachments, embedded pictures and related parts,
-// inline segments, split bodies), in declaration order:
+// inline segments, split bodies), in declaration order, data declared twice
+// once:
 //
 //     INDEX <tab> NAME <tab> MIME-TYPE <tab> SIZE
 //
