@@ -29,10 +29,6 @@ struct Block {
     char name[kNameSize] = {};
 };
 
-void TakeName(const char* name, Block* block) {
-    if (name) std::strncpy(block->name, name, kNameSize - 1);
-}
-
 // The closing line of a block: true with the reader behind it.
 bool Closed(ByteReader* reader, TextBuffer* scratch, const char* prefix) {
     return SkipToLine(reader, scratch, prefix) != 0;
@@ -41,7 +37,7 @@ bool Closed(ByteReader* reader, TextBuffer* scratch, const char* prefix) {
 // "begin " opens uuencode and xxencode alike; only the identification
 // service tells them apart, once the whole block is known.
 Outcome TryUuencode(ByteReader* reader, TextBuffer* scratch, Block* block) {
-    TakeName(ReadNameToken(reader, block->name, kNameSize), block);
+    ReadNameToken(reader, block->name, kNameSize);
     if (!Closed(reader, scratch, "end")) return Outcome::kNotHere;
     uint16_t answer = IdentifyBlock(reader, block->start, ReaderTell(reader));
     if (answer == FI_UUE || answer == FI_UUE_PIECE) block->code = TC_UUENCODE;
