@@ -20,7 +20,9 @@ bool EndsWord(uint16_t c) {
 
 // What trying one opening came to. kNotHere: the scan goes on behind the
 // opening's first byte. kGoOn: the scan goes on from where the reader stands.
-enum class Outcome { kFound, kNotHere, kGoOn };
+// kUnclosed: as kNotHere, but the opening held and the part ended before its
+// closing came.
+enum class Outcome { kFound, kNotHere, kGoOn, kUnclosed };
 
 struct Block {
     uint32_t start = 0;  // position of the opening's first byte
@@ -36,14 +38,19 @@ bool Closed(ByteReader* reader, TextBuffer* scratch, const char* prefix) {
 
 // "begin " opens uuencode and xxencode alike; only the identification
 // service tells them apart, once the whole block is known.
-Outcome TryUuencode(ByteReader* reader, TextBuffer* scratch, Block* block) {
-    ReadNameToken(reader, block->name, kNameSize);
-    if (!Closed(reader, scratch, "end")) return Outcome::kNotHere;
-    uint16_t answer = IdentifyBlock(reader, block->start, ReaderTell(reader));
+bool IdentifyUuencode(ByteReader* reader, uint32_t behind, Block* block) {
+    uint16_t answer = IdentifyBlock(reader, block->start, behind);
     if (answer == FI_UUE || answer == FI_UUE_PIECE) block->code = TC_UUENCODE;
     else if (answer == FI_XXE) block->code = TC_XXENCODE;
-    else return Outcome::kNotHere;
-    return Outcome::kFound;
+    else return false;
+    return true;
+}
+
+Outcome TryUuencode(ByteReader* reader, TextBuffer* scratch, Block* block) {
+    ReadNameToken(reader, block->name, kNameSize);
+    block->code = TC_UUENCODE;
+    if (!Closed(reader, scratch, "end")) return Outcome::kUnclosed;
+    return IdentifyUuencode(reader, ReaderTell(reader), block) ? Outcome::kFound : Outcome::kNotHere;
 }
 
 Outcome TryBegin(ByteReader* reader, TextBuffer* scratch, Block* block) {
@@ -59,7 +66,7 @@ Outcome TryYenc(ByteReader* reader, TextBuffer* scratch, Block* block) {
     if (!MatchLiteral(reader, "ybegin ")) return Outcome::kNotHere;
     GetParam("name", ReadLine(reader, scratch, 0), block->name, kNameSize);
     block->code = TC_YENC;
-    return Closed(reader, scratch, "=yend") ? Outcome::kFound : Outcome::kNotHere;
+    return Closed(reader, scratch, "=yend") ? Outcome::kFound : Outcome::kUnclosed;
 }
 
 Outcome TryAscii85(ByteReader* reader, TextBuffer* scratch, Block* block) {
@@ -97,9 +104,9 @@ Outcome TryBinHex(ByteReader* reader, TextBuffer* scratch, Block* block) {
     ReadBinHexName(reader, block);
     uint16_t index = 0;
     ReadUntil(reader, scratch, &index, ":", 0);
-    if (ReaderGet(reader) != ':') return Outcome::kNotHere;
-    ReadLine(reader, scratch, 0);
     block->code = TC_BINHEX;
+    if (ReaderGet(reader) != ':') return Outcome::kUnclosed;
+    ReadLine(reader, scratch, 0);
     return Outcome::kFound;
 }
 
@@ -114,6 +121,11 @@ Outcome TryOpening(uint16_t c, ByteReader* reader, TextBuffer* scratch, Block* b
     }
 }
 
+// A part that holds segments is read as raw text, never as quoted-printable.
+void KeepRaw(MessagePart* part) {
+    if (part->transferCode == TC_QUOTED_PRINTABLE) part->transferCode = 0;
+}
+
 // A failed ListAdd loses the segment, and its lines stay text.
 bool AddRecord(const Block& block, uint32_t behind, MessagePart* part, GrowList* list,
                uint16_t partIndex) {
@@ -125,9 +137,31 @@ bool AddRecord(const Block& block, uint32_t behind, MessagePart* part, GrowList*
                                 block.name);
     record.offset = block.start + part->bodyOffset;
     record.length = behind - block.start;
+    KeepRaw(part);
     if (ListAdd(list, &record) >= 0) return true;
     StringFree(record.nameBlock);
     return false;
+}
+
+// The offset behind the last byte of the part's stream.
+uint32_t StreamEnd(ByteReader* reader, uint32_t end) {
+    if (end != kToTheEnd) return end + 1;
+    while (ReaderGet(reader) != kReaderEnd) {
+    }
+    return ReaderTell(reader) - 1;
+}
+
+// Left to us: a part may end inside a block, as a cut-off post does. Rather
+// than show its encoded lines as text, the first uuencode, xxencode, yEnc or
+// BinHex opening that found no closing, when no complete block follows it,
+// becomes a segment that runs to the end of the part: the host decodes as
+// much as is there. An unclosed opening with a complete block behind it stays
+// text, as before.
+bool CutShort(ByteReader* reader, uint32_t end, Block* block, uint32_t* behind) {
+    if (block->code == TC_ASCII85 || block->code == TC_BASE64 || block->code == TC_BTOA) return false;
+    *behind = StreamEnd(reader, end);
+    if (*behind <= block->start) return false;
+    return block->code != TC_UUENCODE || IdentifyUuencode(reader, *behind, block);
 }
 
 }  // namespace
@@ -147,6 +181,7 @@ uint16_t ScanSegments(ByteReader* reader, uint32_t start, uint32_t end, MessageP
     uint16_t added = 0;
     ReaderSeek(reader, static_cast<int32_t>(start), 0);
     uint16_t before = '\n';
+    Block unclosed;  // the first opening without a closing since the last block
     while (ReaderTell(reader) < end) {
         const uint32_t at = ReaderTell(reader);
         const uint16_t c = ReaderGet(reader);
@@ -160,15 +195,22 @@ uint16_t ScanSegments(ByteReader* reader, uint32_t start, uint32_t end, MessageP
         switch (TryOpening(c, reader, scratch, &block)) {
             case Outcome::kFound:
                 if (AddRecord(block, ReaderTell(reader), part, list, partIndex)) ++added;
-                if (part->transferCode == TC_QUOTED_PRINTABLE) part->transferCode = 0;
                 before = '\n';
+                unclosed.code = 0;
                 break;
             case Outcome::kGoOn: before = block.last; break;
+            case Outcome::kUnclosed:
+                if (unclosed.code == 0) unclosed = block;
+                [[fallthrough]];
             case Outcome::kNotHere:
                 ReaderSeek(reader, static_cast<int32_t>(at + 1), 0);
                 before = c;
                 break;
         }
     }
+    uint32_t behind = 0;
+    if (unclosed.code != 0 && CutShort(reader, end, &unclosed, &behind) &&
+        AddRecord(unclosed, behind, part, list, partIndex))
+        ++added;
     return added;
 }

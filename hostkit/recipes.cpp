@@ -59,9 +59,11 @@ void RecipeStream::MakeProbe(IoObject* document) {
         if (!base || base->Read != ProbeRead) return -2;
         auto* probe = reinterpret_cast<DocumentProbe*>(base);
         IoObject* document = probe->document;
-        if (kind == IO_OPEN_RANGE && probe->owner->partOffset_ == kNoPartOffset)
-            probe->owner->partOffset_ =
-                static_cast<uint32_t>(static_cast<IoRangeRequest*>(request)->first);
+        if (kind == IO_OPEN_RANGE && probe->owner->partOffset_ == kNoPartOffset) {
+            const auto* range = static_cast<IoRangeRequest*>(request);
+            probe->owner->partOffset_ = static_cast<uint32_t>(range->first);
+            probe->owner->partLast_ = static_cast<uint32_t>(range->last);
+        }
         return document->Open(out, kind, request, flags);
     };
 }
@@ -153,10 +155,13 @@ bool RecipeStream::Apply(const FilterApi& api, FilterProc* proc, const RecipeSte
         }
         // A length of either top value runs to the end; so does one that
         // would pass the last position.
-        if (base == document && partOffset_ == kNoPartOffset) partOffset_ = step.a;
         const uint64_t last = static_cast<uint64_t>(step.a) + step.b - 1;
         IoRangeRequest request{base, step.a, kToTheEnd};
         if (step.b < kToTheEnd && last < kToTheEnd) request.last = static_cast<uint32_t>(last);
+        if (base == document && partOffset_ == kNoPartOffset) {
+            partOffset_ = step.a;
+            partLast_ = static_cast<uint32_t>(request.last);
+        }
         if (base->Open(&made, IO_OPEN_RANGE, &request, 9) != 0) made = nullptr;
         break;
     }
@@ -221,7 +226,7 @@ void RecipeStream::Close() {
         object->Close(object);
     }
     empty_ = false;
-    partOffset_ = kNoPartOffset;
+    partOffset_ = partLast_ = kNoPartOffset;
 }
 
 uint64_t RecipeCopy(IoObject* object, const RecipeSinkFn& sink, bool* ok) {
