@@ -1,6 +1,7 @@
 // segments.cpp - finds the encoded blocks that stand between the lines of a
 // text part and records each one as an attachment of that part. Only blocks
-// whose opening stands at a line start and whose closing is found count; an
+// whose opening stands at a line start count, and only with their closing,
+// except a block that the end of the part cuts off (see CutShort); any other
 // opening without its closing is ordinary text.
 #include <cstring>
 
@@ -153,12 +154,12 @@ uint32_t StreamEnd(ByteReader* reader, uint32_t end) {
 
 // Left to us: a part may end inside a block, as a cut-off post does. Rather
 // than show its encoded lines as text, the first uuencode, xxencode, yEnc or
-// BinHex opening that found no closing, when no complete block follows it,
+// BinHex opening that found no closing (the other kinds never count as
+// unclosed: their openings are too loose), when no complete block follows it,
 // becomes a segment that runs to the end of the part: the host decodes as
 // much as is there. An unclosed opening with a complete block behind it stays
-// text, as before.
+// text: the closing it lacks may be that block's.
 bool CutShort(ByteReader* reader, uint32_t end, Block* block, uint32_t* behind) {
-    if (block->code == TC_ASCII85 || block->code == TC_BASE64 || block->code == TC_BTOA) return false;
     *behind = StreamEnd(reader, end);
     if (*behind <= block->start) return false;
     return block->code != TC_UUENCODE || IdentifyUuencode(reader, *behind, block);
