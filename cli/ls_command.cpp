@@ -1,12 +1,15 @@
 // ls_command.cpp - `mailsift ls [--as ID] FILE`: one line per sub-document
 // the filter declares (attachments, embedded pictures and related parts,
-// inline segments, split bodies), in declaration order:
+// inline segments, split bodies), in declaration order, data declared twice
+// once:
 //
 //     INDEX <tab> NAME <tab> MIME-TYPE <tab> SIZE
 //
 // INDEX is the sub-document number (what `extract -n` takes), NAME the file
 // name `extract` would write (before any suffix that keeps it unique),
-// MIME-TYPE libmagic's view of the decoded data, SIZE its decoded bytes. A
+// MIME-TYPE libmagic's view of the decoded data, SIZE its decoded bytes. An
+// encoded block cut off before its closing line gets a fifth column,
+// "incomplete": SIZE is then what could be decoded. A
 // sub-document that cannot be opened shows "-" for type and size, and makes
 // the exit status 3 once all are listed.
 #include <cstdio>
@@ -70,8 +73,9 @@ int LsCommand(int argc, char** argv) {
                     Complain(options.file + ": sub-document " + std::to_string(recipe.number) +
                              ": " + (opened ? "could not be read" : error));
                 }
-                out.Write(std::to_string(recipe.number) + "\t" +
-                          namer.FileName(recipe, stream, type) + "\t" + type + "\t" + size + "\n");
+                const bool cut = opened && RecipeCutShort(document, stream);
+                out.Write(std::to_string(recipe.number) + "\t" + namer.FileName(recipe, stream, type) +
+                          "\t" + type + "\t" + size + (cut ? "\tincomplete" : "") + "\n");
             };
             DocumentOutcome outcome = RunRecipes(api, document, formatId, list);
             out.Flush();

@@ -37,8 +37,17 @@ uint32_t NumberAfter(const char* key, const char* text);
 
 // --- Inline segments and the BinHex stream -------------------------------------
 
+// Adds to `list` one AttachRecord for each complete encoded block whose
+// opening stands at a line start of the part's raw text, from `start` up to
+// `end` (a block that opens before `end` may run past it). Answers how many
+// were added; `partIndex` becomes their owner.
 uint16_t ScanSegments(ByteReader* reader, uint32_t start, uint32_t end, MessagePart* part,
                       GrowList* list, TextBuffer* scratch, uint16_t partIndex);
+
+// The next blank-delimited word of the line into `buffer` (at most size - 1
+// bytes kept, the rest read and dropped); the byte that ends it is consumed.
+// Null when the word is empty.
+char* ReadNameToken(ByteReader* reader, char* buffer, uint16_t size);
 
 // The state of one reading of a BinHex stream; cleared before the first byte.
 struct BinHexState {

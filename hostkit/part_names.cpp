@@ -47,7 +47,8 @@ private:
     CharsetConverter& converter_;
 };
 
-// Reads `size` bytes at `offset` of the object; fewer at its end.
+}  // namespace
+
 std::string ReadAt(IoObject* object, uint32_t offset, uint32_t size) {
     std::string bytes(size, '\0');
     uint32_t total = 0, got = 0;
@@ -60,8 +61,6 @@ std::string ReadAt(IoObject* object, uint32_t offset, uint32_t size) {
     bytes.resize(total);
     return bytes;
 }
-
-}  // namespace
 
 std::string NameDecoder::Take() {
     converter_.Flush();

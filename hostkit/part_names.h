@@ -47,6 +47,9 @@ private:
     CharsetConverter converter_;
 };
 
+// Reads `size` bytes at `offset` of the object; fewer at its end.
+std::string ReadAt(IoObject* object, uint32_t offset, uint32_t size);
+
 // The name made safe to create in a directory; empty when nothing usable is
 // left (the caller then names the file itself).
 std::string SanitizeFileName(std::string_view utf8);

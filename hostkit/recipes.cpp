@@ -59,9 +59,11 @@ void RecipeStream::MakeProbe(IoObject* document) {
         if (!base || base->Read != ProbeRead) return -2;
         auto* probe = reinterpret_cast<DocumentProbe*>(base);
         IoObject* document = probe->document;
-        if (kind == IO_OPEN_RANGE && probe->owner->partOffset_ == kNoPartOffset)
-            probe->owner->partOffset_ =
-                static_cast<uint32_t>(static_cast<IoRangeRequest*>(request)->first);
+        if (kind == IO_OPEN_RANGE && probe->owner->partOffset_ == kNoPartOffset) {
+            const auto* range = static_cast<IoRangeRequest*>(request);
+            probe->owner->partOffset_ = static_cast<uint32_t>(range->first);
+            probe->owner->partLast_ = static_cast<uint32_t>(range->last);
+        }
         return document->Open(out, kind, request, flags);
     };
 }
@@ -71,6 +73,7 @@ int32_t RecipeCollector::NewSubdoc(uint32_t* number) {
     if (recipes_.size() >= kMaxRecipes) return 0;
     Recipe recipe;
     recipe.number = static_cast<uint32_t>(recipes_.size() + 1);
+    recipe.repeats = linkOpen_;
     recipes_.push_back(std::move(recipe));
     declaring_ = &recipes_.back();
     if (number) *number = declaring_->number;
@@ -81,6 +84,7 @@ int32_t RecipeCollector::SetProperty(uint32_t form, uint32_t what, uint32_t a, u
     if (!declaring_) return 0;
     if (form == PROP_RECIPE_END) {
         declaring_->complete = true;
+        MarkRepeat(*declaring_);
         declaring_ = nullptr;
     } else if (form == PROP_RECIPE_STEP) {
         if (declaring_->steps.size() < kMaxSteps)
@@ -102,8 +106,20 @@ int32_t RecipeCollector::RegisterText(const uint16_t* text, uint32_t charset, ui
     return 0;
 }
 
+void RecipeCollector::MarkRepeat(Recipe& recipe) {
+    if (recipe.repeats != 0) return;
+    for (const Recipe& earlier : recipes_) {
+        if (&earlier == &recipe) return;
+        if (earlier.complete && earlier.steps == recipe.steps) {
+            recipe.repeats = earlier.repeats != 0 ? earlier.repeats : earlier.number;
+            return;
+        }
+    }
+}
+
 int32_t RecipeCollector::BeginTag(uint32_t kind, uint32_t id, const uint32_t* record) {
     if (kind != TAG_LINK || !record || id == 0 || id > recipes_.size()) return 0;
+    linkOpen_ = id;
     Recipe& recipe = recipes_[id - 1];
     if (!recipe.linkName.empty() || !recipe.linkText.empty()) return 0;  // the first link names it
     const auto text = texts_.find(record[2]);
@@ -117,7 +133,7 @@ int32_t RecipeCollector::BeginTag(uint32_t kind, uint32_t id, const uint32_t* re
 }
 
 int32_t RecipeCollector::EndTag(uint32_t kind, uint32_t) {
-    if (kind == TAG_LINK) showing_ = 0;
+    if (kind == TAG_LINK) showing_ = linkOpen_ = 0;
     return 0;
 }
 
@@ -139,10 +155,13 @@ bool RecipeStream::Apply(const FilterApi& api, FilterProc* proc, const RecipeSte
         }
         // A length of either top value runs to the end; so does one that
         // would pass the last position.
-        if (base == document && partOffset_ == kNoPartOffset) partOffset_ = step.a;
         const uint64_t last = static_cast<uint64_t>(step.a) + step.b - 1;
         IoRangeRequest request{base, step.a, kToTheEnd};
         if (step.b < kToTheEnd && last < kToTheEnd) request.last = static_cast<uint32_t>(last);
+        if (base == document && partOffset_ == kNoPartOffset) {
+            partOffset_ = step.a;
+            partLast_ = static_cast<uint32_t>(request.last);
+        }
         if (base->Open(&made, IO_OPEN_RANGE, &request, 9) != 0) made = nullptr;
         break;
     }
@@ -207,7 +226,7 @@ void RecipeStream::Close() {
         object->Close(object);
     }
     empty_ = false;
-    partOffset_ = kNoPartOffset;
+    partOffset_ = partLast_ = kNoPartOffset;
 }
 
 uint64_t RecipeCopy(IoObject* object, const RecipeSinkFn& sink, bool* ok) {

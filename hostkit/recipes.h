@@ -25,6 +25,7 @@ struct RecipeStep {
     uint32_t what = 0;  // 8 range, 0x2000 decoding stage, 0x100 VwDoSpecial
     uint32_t a = 0;
     uint32_t b = 0;
+    bool operator==(const RecipeStep&) const = default;
 };
 
 struct Recipe {
@@ -37,6 +38,11 @@ struct Recipe {
     // What the first link showed when it registered no text (an embedded
     // message's subject), as the filter put it.
     std::u16string linkText;
+    // The number of an earlier recipe for the same data, 0 for none: a
+    // segment's link stands both in the attachments row and in the text, and
+    // a picture placed in the text repeats the link it stands in. Listings
+    // show such data once.
+    uint32_t repeats = 0;
 };
 
 // A HostSink that only collects recipes and link names; everything else the
@@ -54,6 +60,7 @@ public:
     int32_t PutChar(uint32_t ch) override;
 
 private:
+    void MarkRepeat(Recipe& recipe);
     struct Text {
         std::u16string units;
         uint32_t charset = 0;
@@ -61,6 +68,7 @@ private:
     std::vector<Recipe> recipes_;
     Recipe* declaring_ = nullptr;  // between SoNewSubdoc and the recipe's end
     uint32_t showing_ = 0;         // the number of the unnamed link being shown, whose text is kept
+    uint32_t linkOpen_ = 0;        // the number of the link tag open now, 0 outside links
     std::map<uint32_t, Text> texts_;
     uint32_t nextText_ = 1;
 };
@@ -84,6 +92,8 @@ public:
     // opening it; kNoPartOffset when none was.
     static constexpr uint32_t kNoPartOffset = 0xFFFFFFFFu;
     uint32_t partOffset() const { return partOffset_; }
+    // The last byte of that range, kToTheEnd when it runs to the end.
+    uint32_t partLast() const { return partLast_; }
     void Close();
 
 private:
@@ -106,6 +116,7 @@ private:
     std::vector<IoObject*> opened_;
     bool empty_ = false;
     uint32_t partOffset_ = kNoPartOffset;
+    uint32_t partLast_ = kNoPartOffset;
     DocumentProbe probe_{};
 };
 
