@@ -7,9 +7,7 @@
 //
 // INDEX is the sub-document number (what `extract -n` takes), NAME the file
 // name `extract` would write (before any suffix that keeps it unique),
-// MIME-TYPE libmagic's view of the decoded data, SIZE its decoded bytes. An
-// encoded block cut off before its closing line gets a fifth column,
-// "incomplete": SIZE is then what could be decoded. A
+// MIME-TYPE libmagic's view of the decoded data, SIZE its decoded bytes. A
 // sub-document that cannot be opened shows "-" for type and size, and makes
 // the exit status 3 once all are listed.
 #include <cstdio>
@@ -73,9 +71,8 @@ int LsCommand(int argc, char** argv) {
                     Complain(options.file + ": sub-document " + std::to_string(recipe.number) +
                              ": " + (opened ? "could not be read" : error));
                 }
-                const bool cut = opened && RecipeCutShort(document, stream);
                 out.Write(std::to_string(recipe.number) + "\t" + namer.FileName(recipe, stream, type) +
-                          "\t" + type + "\t" + size + (cut ? "\tincomplete" : "") + "\n");
+                          "\t" + type + "\t" + size + "\n");
             };
             DocumentOutcome outcome = RunRecipes(api, document, formatId, list);
             out.Flush();

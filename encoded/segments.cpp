@@ -1,8 +1,7 @@
 // segments.cpp - finds the encoded blocks that stand between the lines of a
 // text part and records each one as an attachment of that part. Only blocks
-// whose opening stands at a line start count, and only with their closing,
-// except a block that the end of the part cuts off (see CutShort); any other
-// opening without its closing is ordinary text.
+// whose opening stands at a line start count, and only with their closing:
+// an opening without its closing is ordinary text.
 #include <cstring>
 
 #include "encoded/encoded.h"
@@ -20,10 +19,9 @@ bool EndsWord(uint16_t c) {
 }
 
 // What trying one opening came to. kNotHere: the scan goes on behind the
-// opening's first byte. kGoOn: the scan goes on from where the reader stands.
-// kUnclosed: as kNotHere, but the opening held and the part ended before its
-// closing came.
-enum class Outcome { kFound, kNotHere, kGoOn, kUnclosed };
+// opening's first byte (also when the opening held but its closing never
+// came). kGoOn: the scan goes on from where the reader stands.
+enum class Outcome { kFound, kNotHere, kGoOn };
 
 struct Block {
     uint32_t start = 0;  // position of the opening's first byte
@@ -50,7 +48,7 @@ bool IdentifyUuencode(ByteReader* reader, uint32_t behind, Block* block) {
 Outcome TryUuencode(ByteReader* reader, TextBuffer* scratch, Block* block) {
     ReadNameToken(reader, block->name, kNameSize);
     block->code = TC_UUENCODE;
-    if (!Closed(reader, scratch, "end")) return Outcome::kUnclosed;
+    if (!Closed(reader, scratch, "end")) return Outcome::kNotHere;
     return IdentifyUuencode(reader, ReaderTell(reader), block) ? Outcome::kFound : Outcome::kNotHere;
 }
 
@@ -67,7 +65,7 @@ Outcome TryYenc(ByteReader* reader, TextBuffer* scratch, Block* block) {
     if (!MatchLiteral(reader, "ybegin ")) return Outcome::kNotHere;
     GetParam("name", ReadLine(reader, scratch, 0), block->name, kNameSize);
     block->code = TC_YENC;
-    return Closed(reader, scratch, "=yend") ? Outcome::kFound : Outcome::kUnclosed;
+    return Closed(reader, scratch, "=yend") ? Outcome::kFound : Outcome::kNotHere;
 }
 
 Outcome TryAscii85(ByteReader* reader, TextBuffer* scratch, Block* block) {
@@ -106,7 +104,7 @@ Outcome TryBinHex(ByteReader* reader, TextBuffer* scratch, Block* block) {
     uint16_t index = 0;
     ReadUntil(reader, scratch, &index, ":", 0);
     block->code = TC_BINHEX;
-    if (ReaderGet(reader) != ':') return Outcome::kUnclosed;
+    if (ReaderGet(reader) != ':') return Outcome::kNotHere;
     ReadLine(reader, scratch, 0);
     return Outcome::kFound;
 }
@@ -144,27 +142,6 @@ bool AddRecord(const Block& block, uint32_t behind, MessagePart* part, GrowList*
     return false;
 }
 
-// The offset behind the last byte of the part's stream.
-uint32_t StreamEnd(ByteReader* reader, uint32_t end) {
-    if (end != kToTheEnd) return end + 1;
-    while (ReaderGet(reader) != kReaderEnd) {
-    }
-    return ReaderTell(reader) - 1;
-}
-
-// Left to us: a part may end inside a block, as a cut-off post does. Rather
-// than show its encoded lines as text, the first uuencode, xxencode, yEnc or
-// BinHex opening that found no closing (the other kinds never count as
-// unclosed: their openings are too loose), when no complete block follows it,
-// becomes a segment that runs to the end of the part: the host decodes as
-// much as is there. An unclosed opening with a complete block behind it stays
-// text: the closing it lacks may be that block's.
-bool CutShort(ByteReader* reader, uint32_t end, Block* block, uint32_t* behind) {
-    *behind = StreamEnd(reader, end);
-    if (*behind <= block->start) return false;
-    return block->code != TC_UUENCODE || IdentifyUuencode(reader, *behind, block);
-}
-
 }  // namespace
 
 char* ReadNameToken(ByteReader* reader, char* buffer, uint16_t size) {
@@ -182,7 +159,6 @@ uint16_t ScanSegments(ByteReader* reader, uint32_t start, uint32_t end, MessageP
     uint16_t added = 0;
     ReaderSeek(reader, static_cast<int32_t>(start), 0);
     uint16_t before = '\n';
-    Block unclosed;  // the first opening without a closing since the last block
     while (ReaderTell(reader) < end) {
         const uint32_t at = ReaderTell(reader);
         const uint16_t c = ReaderGet(reader);
@@ -197,21 +173,13 @@ uint16_t ScanSegments(ByteReader* reader, uint32_t start, uint32_t end, MessageP
             case Outcome::kFound:
                 if (AddRecord(block, ReaderTell(reader), part, list, partIndex)) ++added;
                 before = '\n';
-                unclosed.code = 0;
                 break;
             case Outcome::kGoOn: before = block.last; break;
-            case Outcome::kUnclosed:
-                if (unclosed.code == 0) unclosed = block;
-                [[fallthrough]];
             case Outcome::kNotHere:
                 ReaderSeek(reader, static_cast<int32_t>(at + 1), 0);
                 before = c;
                 break;
         }
     }
-    uint32_t behind = 0;
-    if (unclosed.code != 0 && CutShort(reader, end, &unclosed, &behind) &&
-        AddRecord(unclosed, behind, part, list, partIndex))
-        ++added;
     return added;
 }

@@ -23,40 +23,6 @@ DocumentOutcome RunRecipes(const FilterApi& api, IoObject* document, uint16_t fo
     return RunDocument(api, document, formatId, collector, openAll);
 }
 
-namespace {
-
-// The closing that the block opening `head` needs, null when it opens none.
-const char* ClosingFor(const std::string& head) {
-    if (head.starts_with("begin ")) return "end";
-    if (head.starts_with("=ybegin ")) return "=yend";
-    if (head.starts_with("(This file must be converted with BinHex")) return ":";
-    return nullptr;
-}
-
-uint32_t DocumentEnd(IoObject* document) {
-    uint32_t end = 0;
-    if (document->Seek(document, 2, 0) != 0 || document->Tell(document, &end) != 0) return 0;
-    return end;
-}
-
-}  // namespace
-
-bool RecipeCutShort(IoObject* document, const RecipeStream& stream) {
-    constexpr uint32_t kTail = 512;
-    const uint32_t first = stream.partOffset();
-    if (first == RecipeStream::kNoPartOffset) return false;
-    const char* closing = ClosingFor(ReadAt(document, first, 64));
-    if (!closing) return false;
-    constexpr uint32_t kToTheEnd = 0xFFFFFFFEu;  // a last byte "to the end"
-    const uint32_t end = stream.partLast() >= kToTheEnd ? DocumentEnd(document) : stream.partLast() + 1;
-    const uint32_t from = end - first > kTail ? end - kTail : first;
-    std::string tail = ReadAt(document, from, end - from);
-    while (!tail.empty() && std::isspace(static_cast<unsigned char>(tail.back()))) tail.pop_back();
-    if (std::string_view(closing) == ":") return !tail.ends_with(':');
-    const size_t lineEnd = tail.find_last_of("\r\n");
-    return !std::string_view(tail).substr(lineEnd == std::string::npos ? 0 : lineEnd + 1).starts_with(closing);
-}
-
 Recipe AttachmentRecipe(uint32_t index) {
     Recipe recipe;
     recipe.steps.push_back({STEP_SPECIAL, 0, index});

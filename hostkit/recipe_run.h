@@ -20,12 +20,6 @@ using RecipeVisitor = std::function<void(const Recipe& recipe, RecipeStream& str
 DocumentOutcome RunRecipes(const FilterApi& api, IoObject* document, uint16_t formatId,
                            const RecipeVisitor& visit);
 
-// True for an encoded block (uuencode, xxencode, yEnc, BinHex) that the
-// stream hands out without its closing line, as the filter does with a block
-// its part cuts off: its data is incomplete. Told by the first and last lines
-// of the range the stream opened on `document`.
-bool RecipeCutShort(IoObject* document, const RecipeStream& stream);
-
 // The recipe of attachment `index` of the attachments row.
 Recipe AttachmentRecipe(uint32_t index);
 

@@ -59,11 +59,8 @@ void RecipeStream::MakeProbe(IoObject* document) {
         if (!base || base->Read != ProbeRead) return -2;
         auto* probe = reinterpret_cast<DocumentProbe*>(base);
         IoObject* document = probe->document;
-        if (kind == IO_OPEN_RANGE && probe->owner->partOffset_ == kNoPartOffset) {
-            const auto* range = static_cast<IoRangeRequest*>(request);
-            probe->owner->partOffset_ = static_cast<uint32_t>(range->first);
-            probe->owner->partLast_ = static_cast<uint32_t>(range->last);
-        }
+        if (kind == IO_OPEN_RANGE && probe->owner->partOffset_ == kNoPartOffset)
+            probe->owner->partOffset_ = static_cast<uint32_t>(static_cast<IoRangeRequest*>(request)->first);
         return document->Open(out, kind, request, flags);
     };
 }
@@ -158,10 +155,7 @@ bool RecipeStream::Apply(const FilterApi& api, FilterProc* proc, const RecipeSte
         const uint64_t last = static_cast<uint64_t>(step.a) + step.b - 1;
         IoRangeRequest request{base, step.a, kToTheEnd};
         if (step.b < kToTheEnd && last < kToTheEnd) request.last = static_cast<uint32_t>(last);
-        if (base == document && partOffset_ == kNoPartOffset) {
-            partOffset_ = step.a;
-            partLast_ = static_cast<uint32_t>(request.last);
-        }
+        if (base == document && partOffset_ == kNoPartOffset) partOffset_ = step.a;
         if (base->Open(&made, IO_OPEN_RANGE, &request, 9) != 0) made = nullptr;
         break;
     }
@@ -226,7 +220,7 @@ void RecipeStream::Close() {
         object->Close(object);
     }
     empty_ = false;
-    partOffset_ = partLast_ = kNoPartOffset;
+    partOffset_ = kNoPartOffset;
 }
 
 uint64_t RecipeCopy(IoObject* object, const RecipeSinkFn& sink, bool* ok) {

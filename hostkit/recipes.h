@@ -92,8 +92,6 @@ public:
     // opening it; kNoPartOffset when none was.
     static constexpr uint32_t kNoPartOffset = 0xFFFFFFFFu;
     uint32_t partOffset() const { return partOffset_; }
-    // The last byte of that range, kToTheEnd when it runs to the end.
-    uint32_t partLast() const { return partLast_; }
     void Close();
 
 private:
@@ -116,7 +114,6 @@ private:
     std::vector<IoObject*> opened_;
     bool empty_ = false;
     uint32_t partOffset_ = kNoPartOffset;
-    uint32_t partLast_ = kNoPartOffset;
     DocumentProbe probe_{};
 };
 

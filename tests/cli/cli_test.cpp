@@ -226,11 +226,11 @@ TEST(LsCommand, ListsEverySubDocumentWithNameTypeAndDecodedSize) {
     EXPECT_EQ(RunCli({"ls", "--as", "x", kExamples + "attachment.eml"}).status, 2);
     EXPECT_EQ(RunCli({"ls", kExamples + "welcome.eml"}).out, "");
 
-    // A block cut off by the end of its mail is marked, and decoded as far as it goes.
+    // A block cut off by the end of its mail has no closing: it stays text.
     const std::string plain = ReadWholeFile(kCorpus + "uudeview/test/plain-uuencode.good.msg");
     const std::string cut = plain.substr(0, plain.find("\nE9") + 1);
     run = RunCli({"ls", WriteTemp("cut.msg", plain + "\ntext\n" + cut.substr(cut.find("begin ")))});
-    EXPECT_EQ(run.out, "1\ttest.txt\ttext/plain\t172\n2\ttest.txt\ttext/plain\t135\tincomplete\n");
+    EXPECT_EQ(run.out, "1\ttest.txt\ttext/plain\t172\n");
 }
 
 TEST(ExtractCommand, WritesDecodedDataAndNeverOverwrites) {
