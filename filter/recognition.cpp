@@ -47,11 +47,11 @@ void CopyName(const char* text, char* name) {
 }
 
 // "begin 644 name": everything behind the first blank after the mode. A line
-// longer than the name buffer is cut there.
+// longer than the name buffer is cut there. The buffer holds the line from
+// behind "begin " on.
 bool FindBeginName(FilterProc* proc, char* name) {
     if (!SkipToLine(proc->openReader, &proc->lineBuf, "begin ")) return false;
-    const char* rest = proc->lineBuf.text + std::strlen("begin ");
-    const char* blank = std::strchr(rest, ' ');
+    const char* blank = std::strchr(proc->lineBuf.text, ' ');
     if (!blank || blank[1] == '\0') return false;
     CopyName(blank + 1, name);
     return true;
@@ -68,7 +68,8 @@ bool FindBinHexName(FilterProc* proc, char* name) {
         return false;
     uint16_t index = 0;
     ReadUntil(reader, &proc->lineBuf, &index, ":", 0);
-    if (ReaderPeek(reader, 1) != ':') return false;
+    // The ':' opens the data; left unread, it would end it at once.
+    if (ReaderGet(reader) != ':') return false;
     BinHexState state{};
     uint16_t value = 0;
     if (BinHexNext(reader, &value, &state) != 0 || value < 1 || value > 255) return false;
