@@ -217,6 +217,13 @@ TEST(Identify, ReadsFromTheStartWhateverTheObjectsPosition) {
     ASSERT_EQ(mail.get()->Seek(mail.get(), 0, 20), 0);
     EXPECT_EQ(IdentifyObject(mail.get(), 0), 1192);
     EXPECT_EQ(IdentifyObject(mail.get(), 1), 1192);
+    // An object that gives a few bytes a read is asked until the window is
+    // full; one that can't go back to its start has no answer.
+    MemoryObjectOptions trickle, stuck;
+    trickle.shortReads = 3;
+    stuck.failSeek = true;
+    EXPECT_EQ(IdentifyObject(MemoryObject("From: a@example.com\nSubject: s\n\nbody\n", trickle).get()), 1192);
+    EXPECT_EQ(IdentifyObject(MemoryObject("From: a@example.com\nSubject: s\n\nbody\n", stuck).get()), kUnknown);
 
     IoObject unreadable{};
     unreadable.Seek = [](IoObject*, uint16_t, int32_t) -> int32_t { return -1; };
