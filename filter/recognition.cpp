@@ -50,7 +50,8 @@ void CopyName(const char* text, char* name) {
 // longer than the name buffer is cut there.
 bool FindBeginName(FilterProc* proc, char* name) {
     if (!SkipToLine(proc->openReader, &proc->lineBuf, "begin ")) return false;
-    const char* rest = proc->lineBuf.text + std::strlen("begin ");
+    // The buffer holds what follows "begin ": the mode, a blank, the name.
+    const char* rest = proc->lineBuf.text;
     const char* blank = std::strchr(rest, ' ');
     if (!blank || blank[1] == '\0') return false;
     CopyName(blank + 1, name);

@@ -1,0 +1,134 @@
+// Data split over numbered files: real samples cut into pieces in a folder of
+// their own, opened from the first piece through the C interface and through
+// mailsift, joined and decoded back to the original bytes.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "host/mailfilter.h"
+#include "platform/platform.h"
+#include "tests/cli/cli_run.h"
+#include "tests/support/filter_session.h"
+#include "tests/support/memory_object.h"
+#include "tests/support/recording_host.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string kGif = CorpusBytes("convert-binhex/testout/eyeball.gif");
+
+// Uuencoded lines of `bytes` behind a begin line, with the closing lines.
+std::vector<std::string> UuLines(const std::string& bytes, const std::string& name) {
+    auto digit = [](unsigned v) { return static_cast<char>(v == 0 ? '`' : v + 32); };
+    std::vector<std::string> lines = {"begin 644 " + name + "\n"};
+    for (size_t at = 0; at < bytes.size(); at += 45) {
+        std::string chunk = bytes.substr(at, 45), line(1, digit(static_cast<unsigned>(chunk.size())));
+        chunk.resize((chunk.size() + 2) / 3 * 3, '\0');
+        for (size_t i = 0; i < chunk.size(); i += 3) {
+            unsigned v = static_cast<uint8_t>(chunk[i]) << 16 | static_cast<uint8_t>(chunk[i + 1]) << 8 |
+                         static_cast<uint8_t>(chunk[i + 2]);
+            for (int shift : {18, 12, 6, 0}) line += digit((v >> shift) & 63);
+        }
+        lines.push_back(line + "\n");
+    }
+    lines.push_back("`\n");
+    lines.push_back("end\n");
+    return lines;
+}
+
+// Writes lines [cuts[i], cuts[i+1]) to names[i] in a new folder; the path of
+// the first.
+std::string WriteSet(const std::string& folder, const std::vector<std::string>& lines,
+                     const std::vector<std::string>& names, const std::vector<size_t>& cuts) {
+    fs::path dir = OwnTempFolder() / folder;
+    fs::create_directories(dir);
+    for (size_t i = 0; i < names.size(); ++i) {
+        std::ofstream out(dir / names[i], std::ios::binary);
+        size_t end = i + 1 < cuts.size() ? cuts[i + 1] : lines.size();
+        for (size_t l = cuts[i]; l < end; ++l) out << lines[l];
+    }
+    return (dir / names[0]).string();
+}
+
+std::string Joined(const std::vector<std::string>& lines) {
+    std::string all;
+    for (const std::string& line : lines) all += line;
+    return all;
+}
+
+// mailsift extract of `path`: the bytes of the one file it writes.
+std::string Extracted(const std::string& path, CliResult* result) {
+    fs::path out = fs::path(path).parent_path() / "out";
+    *result = RunCli({"extract", path, "-o", out.string()});
+    for (const auto& entry : fs::directory_iterator(out)) return ReadWholeFile(entry.path().string());
+    return "<nothing written>";
+}
+
+TEST(SplitSet, NumberedUuencodedPiecesDecodeToTheOriginal) {
+    std::vector<std::string> lines = UuLines(kGif, "eyeball.gif");
+    ASSERT_GT(lines.size(), 40u);
+    CliResult result;
+    EXPECT_EQ(Extracted(WriteSet("three", lines, {"a01.uue", "a02.uue", "a03.uue"}, {0, 15, 30}), &result),
+              kGif);
+    EXPECT_EQ(result.status, 0) << result.err;
+    // The run of the first name is one digit wide and grows at 10.
+    EXPECT_EQ(Extracted(WriteSet("wide", lines, {"p9.uue", "p10.uue"}, {0, 20}), &result), kGif);
+    // A real sample cut between its data lines.
+    std::vector<std::string> sample;
+    std::istringstream text(CorpusBytes("uudeview/test/plain-uuencode.good.msg"));
+    for (std::string line; std::getline(text, line);) sample.push_back(line + "\n");
+    sample.erase(sample.begin(), sample.begin() + 5);
+    EXPECT_EQ(Extracted(WriteSet("sample", sample, {"t1.uue", "t2.uue"}, {0, 3}), &result),
+              CorpusBytes("uudeview/doc/test.txt"));
+}
+
+TEST(SplitSet, IncompleteSetsAndLonePiecesAreRefused) {
+    std::vector<std::string> lines = UuLines(kGif, "eyeball.gif");
+    std::vector<std::string> cut(lines.begin(), lines.end() - 1);  // no "end"
+    CliResult result = RunCli({"view", WriteSet("noend", cut, {"b01.uue", "b02.uue"}, {0, 20})});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("missing its end"), std::string::npos) << result.err;
+    std::vector<std::string> later(lines.begin() + 20, lines.end());
+    result = RunCli({"view", WriteSet("later", later, {"c02.uue"}, {0})});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("later piece"), std::string::npos) << result.err;
+}
+
+// The joined stream as a host reads it: any read size gives the same bytes,
+// a piece without a line end gets one CR that no position counts, and a seek
+// to the very end moves nothing.
+TEST(SplitSet, JoinedStreamThroughTheObject) {
+    std::vector<std::string> lines = UuLines(kGif, "eyeball.gif");
+    lines[9].pop_back();  // the first piece ends without its line end
+    std::string first = WriteSet("object", lines, {"d1.uue", "d2.uue"}, {0, 10});
+    std::string joined = Joined(lines);
+    IoObject* stream = FileObjectOpen(first.c_str());
+    ASSERT_NE(stream, nullptr);
+    ObjectPtr owner(stream);
+    RecordingHost host;
+    FilterSession session(host);
+    ASSERT_EQ(session.Open(stream, FI_UUE), 0);
+    session.ReadToEnd();
+    IoObject* made = nullptr;
+    ASSERT_EQ(VwDoSpecial(stream, 1, &made, 0, 0, 0, session.proc()), 0);
+    ASSERT_NE(made, nullptr);
+    ObjectPtr object(made);
+    EXPECT_EQ(NameOf(made), "splitbody.tmp");
+    std::string withCr = joined;
+    withCr.insert(Joined({lines.begin(), lines.begin() + 10}).size(), "\r");
+    for (uint32_t chunk : {1u, 7u, 2048u, 65535u}) {
+        ASSERT_EQ(made->Seek(made, 0, 0), 0);
+        EXPECT_EQ(ReadRest(made, chunk), withCr) << chunk;
+        EXPECT_EQ(TellOf(made), joined.size());
+    }
+    ASSERT_EQ(made->Seek(made, 0, 100), 0);
+    EXPECT_EQ(made->Seek(made, 0, static_cast<int32_t>(joined.size())), 0);
+    EXPECT_EQ(TellOf(made), 100u);
+    EXPECT_EQ(ReadRest(made), withCr.substr(100));
+}
+
+}  // namespace
