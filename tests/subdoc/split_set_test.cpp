@@ -40,6 +40,28 @@ std::vector<std::string> UuLines(const std::string& bytes, const std::string& na
     return lines;
 }
 
+// The lines of `bytes`, each with its line end.
+std::vector<std::string> LinesOf(const std::string& bytes) {
+    std::vector<std::string> lines;
+    for (size_t at = 0; at < bytes.size();) {
+        size_t end = bytes.find('\n', at);
+        end = end == std::string::npos ? bytes.size() : end + 1;
+        lines.push_back(bytes.substr(at, end - at));
+        at = end;
+    }
+    return lines;
+}
+
+// Bytes that yEnc data lines decode to: every byte but the line end, an
+// escape and the byte behind it counting once.
+size_t YencLength(const std::vector<std::string>& lines) {
+    size_t count = 0;
+    for (const std::string& line : lines)
+        for (size_t i = 0; i < line.size(); ++i)
+            if (line[i] != '\r' && line[i] != '\n') count += line[i] == '=' ? (++i, 1) : 1;
+    return count;
+}
+
 // Writes lines [cuts[i], cuts[i+1]) to names[i] in a new folder; the path of
 // the first.
 std::string WriteSet(const std::string& folder, const std::vector<std::string>& lines,
@@ -84,6 +106,33 @@ TEST(SplitSet, NumberedUuencodedPiecesDecodeToTheOriginal) {
     sample.erase(sample.begin(), sample.begin() + 5);
     EXPECT_EQ(Extracted(WriteSet("sample", sample, {"t1.uue", "t2.uue"}, {0, 3}), &result),
               CorpusBytes("uudeview/doc/test.txt"));
+}
+
+TEST(SplitSet, XxencodeBinHexAndYencSetsJoinToo) {
+    CliResult result;
+    std::vector<std::string> xx = LinesOf(CorpusBytes("uudeview/test/mime-xxencode.good.msg"));
+    xx = {xx.begin() + 12, xx.begin() + 19};
+    EXPECT_EQ(Extracted(WriteSet("xx", xx, {"x01.xxe", "x02.xxe"}, {0, 3}), &result),
+              CorpusBytes("uudeview/doc/test.txt"));
+    std::vector<std::string> hqx = LinesOf(CorpusBytes("convert-binhex/testin/eyeball.gif.hqx"));
+    EXPECT_EQ(Extracted(WriteSet("hqx", hqx, {"e1.hqx", "e2.hqx", "e3.hqx"}, {0, 20, 40}), &result), kGif);
+    // A real single-part post cut into a post of two parts.
+    std::vector<std::string> data = LinesOf(CorpusBytes("aswaving-yenc/testdata/yenc.org/testfile.txt.yenc"));
+    data = {data.begin() + 1, data.end() - 1};
+    std::vector<std::string> first(data.begin(), data.begin() + 2), second(data.begin() + 2, data.end());
+    const size_t a = YencLength(first), size = a + YencLength(second);
+    auto head = [&](int part, size_t begin, size_t end) {
+        return "=ybegin part=" + std::to_string(part) + " line=128 size=" + std::to_string(size) +
+               " name=testfile.txt\n=ypart begin=" + std::to_string(begin) + " end=" + std::to_string(end) + "\n";
+    };
+    std::vector<std::string> post = {head(1, 1, a)};
+    post.insert(post.end(), first.begin(), first.end());
+    post.push_back("=yend size=" + std::to_string(a) + " part=1\n");
+    post.push_back(head(2, a + 1, size));
+    post.insert(post.end(), second.begin(), second.end());
+    post.push_back("=yend size=" + std::to_string(size - a) + " part=2\n");
+    EXPECT_EQ(Extracted(WriteSet("yenc", post, {"y01.yenc", "y02.yenc"}, {0, first.size() + 2}), &result),
+              CorpusBytes("aswaving-yenc/testdata/yenc.org/testfile.txt"));
 }
 
 TEST(SplitSet, IncompleteSetsAndLonePiecesAreRefused) {
