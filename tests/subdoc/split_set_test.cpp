@@ -90,6 +90,20 @@ std::string Extracted(const std::string& path, CliResult* result) {
     return "<nothing written>";
 }
 
+// The joined stream that VwDoSpecial request 1 hands out for the document
+// at `path`, read from its start.
+std::string JoinedThroughObject(const std::string& path, uint16_t formatId) {
+    ObjectPtr stream(FileObjectOpen(path.c_str()));
+    RecordingHost host;
+    FilterSession session(host);
+    if (!stream || session.Open(stream.get(), formatId) != 0) return "<not opened>";
+    session.ReadToEnd();
+    IoObject* made = nullptr;
+    if (VwDoSpecial(stream.get(), 1, &made, 0, 0, 0, session.proc()) != 0 || !made) return "<no object>";
+    ObjectPtr object(made);
+    return made->Seek(made, 0, 0) == 0 ? ReadRest(made) : "<no seek>";
+}
+
 TEST(SplitSet, NumberedUuencodedPiecesDecodeToTheOriginal) {
     std::vector<std::string> lines = UuLines(kGif, "eyeball.gif");
     ASSERT_GT(lines.size(), 40u);
@@ -133,6 +147,30 @@ TEST(SplitSet, XxencodeBinHexAndYencSetsJoinToo) {
     post.push_back("=yend size=" + std::to_string(size - a) + " part=2\n");
     EXPECT_EQ(Extracted(WriteSet("yenc", post, {"y01.yenc", "y02.yenc"}, {0, first.size() + 2}), &result),
               CorpusBytes("aswaving-yenc/testdata/yenc.org/testfile.txt"));
+}
+
+// Files that name their successor in a last "include " line, and news
+// articles saved one per file, whose later pieces start behind their header.
+TEST(SplitSet, IncludeChainsAndNewsSeries) {
+    std::vector<std::string> lines = UuLines(kGif, "eyeball.gif");
+    std::vector<std::string> chain(lines.begin(), lines.begin() + 30);
+    chain.push_back("include next.uue\n");
+    chain.insert(chain.end(), lines.begin() + 30, lines.end());
+    CliResult result;
+    EXPECT_EQ(Extracted(WriteSet("chain", chain, {"first.uue", "next.uue"}, {0, 31}), &result), kGif);
+    auto head = [](int n) {
+        return "From: a@example.com\nNewsgroups: alt.binaries.test\nSubject: eyeball.gif (" +
+               std::to_string(n) + "/2)\n\n";
+    };
+    std::vector<std::string> news = {head(1)};
+    news.insert(news.end(), lines.begin(), lines.begin() + 30);
+    news.push_back(head(2));
+    news.insert(news.end(), lines.begin() + 30, lines.end());
+    const std::string post1 = WriteSet("news", news, {"post1.msg", "post2.msg"}, {0, 31});
+    EXPECT_EQ(Extracted(post1, &result), kGif);
+    EXPECT_EQ(result.status, 0) << result.err;
+    std::string joined = Joined(news);
+    EXPECT_EQ(JoinedThroughObject(post1, FI_INTERNET_NEWS), joined.erase(joined.find(head(2)), head(2).size()));
 }
 
 TEST(SplitSet, IncompleteSetsAndLonePiecesAreRefused) {
