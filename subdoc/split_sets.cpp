@@ -238,10 +238,11 @@ int16_t SplitSetFind(IoObject* stream, uint32_t offset, const char* name, Filter
             format = IdentifySpecial(object, FI_UUE);
         } else {
             ByteReader* reader = ReaderOpen(object);
+            const bool readable = reader != nullptr;
             uint32_t bodyStart = 0;
-            if (reader) FindBodyStart(reader, &proc->lineBuf, &bodyStart);
+            if (readable) FindBodyStart(reader, &proc->lineBuf, &bodyStart);
             ReaderClose(reader);
-            format = reader ? IdentifyRange(object, bodyStart) : 0;
+            format = readable ? IdentifyRange(object, bodyStart) : 0;
             record.dataOffset = bodyStart;
             if (format == 0) {
                 object->Close(object);

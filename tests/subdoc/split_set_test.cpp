@@ -14,6 +14,7 @@
 #include "tests/support/filter_session.h"
 #include "tests/support/memory_object.h"
 #include "tests/support/recording_host.h"
+#include "subdoc/subdoc.h"
 
 namespace {
 
@@ -216,6 +217,27 @@ TEST(SplitSet, JoinedStreamThroughTheObject) {
     EXPECT_EQ(made->Seek(made, 0, static_cast<int32_t>(joined.size())), 0);
     EXPECT_EQ(TellOf(made), 100u);
     EXPECT_EQ(ReadRest(made), withCr.substr(100));
+}
+
+// Which run counts the file, and the names it leads to.
+TEST(SplitSet, CountingRunsAndNumberedNames) {
+    const fs::path dir = OwnTempFolder() / "names";
+    fs::create_directories(dir);
+    for (const char* name : {"data2007-12.uue", "data2008-12.uue", "2008.uue", "b.uue", "partb"})
+        std::ofstream(dir / name) << "x\n";
+    ObjectPtr stream(FileObjectOpen((dir / "data2007-12.uue").c_str()));
+    ASSERT_TRUE(stream);
+    char pattern[kSiblingNameSize], name[kSiblingNameSize];
+    // 12 is tried first (data2007-13.uue is missing), then 2007.
+    EXPECT_EQ(NumberPatternFind(pattern, "data2007-12.uue", stream.get()), 2007);
+    NumberedName(name, pattern, 2008);
+    EXPECT_STREQ(name, "data2008-12.uue");
+    NumberedName(name, pattern, 9);
+    EXPECT_STREQ(name, "data0009-12.uue");
+    EXPECT_EQ(NumberPatternFind(pattern, "2007.uue", stream.get()), 0);  // a run at the start
+    EXPECT_EQ(NumberPatternFind(pattern, "parta", stream.get()), 0);  // letters don't count
+    EXPECT_EQ(SiblingExists("../names/b.uue", stream.get()), 0u);
+    EXPECT_EQ(SiblingExists("b.uue", stream.get()), 1u);
 }
 
 }  // namespace
