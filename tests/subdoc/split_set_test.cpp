@@ -3,8 +3,11 @@
 // mailsift, joined and decoded back to the original bytes.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -23,44 +26,34 @@ namespace fs = std::filesystem;
 const std::string kGif = CorpusBytes("convert-binhex/testout/eyeball.gif");
 
 // Uuencoded lines of `bytes` behind a begin line, with the closing lines.
-std::vector<std::string> UuLines(const std::string& bytes, const std::string& name) {
+std::vector<std::string> UuLines(const std::string& bytes) {
     auto digit = [](unsigned v) { return static_cast<char>(v == 0 ? '`' : v + 32); };
-    std::vector<std::string> lines = {"begin 644 " + name + "\n"};
+    std::vector<std::string> lines = {"begin 644 eyeball.gif\n"};
     for (size_t at = 0; at < bytes.size(); at += 45) {
         std::string chunk = bytes.substr(at, 45), line(1, digit(static_cast<unsigned>(chunk.size())));
         chunk.resize((chunk.size() + 2) / 3 * 3, '\0');
         for (size_t i = 0; i < chunk.size(); i += 3) {
-            unsigned v = static_cast<uint8_t>(chunk[i]) << 16 | static_cast<uint8_t>(chunk[i + 1]) << 8 |
-                         static_cast<uint8_t>(chunk[i + 2]);
+            unsigned v = uint8_t(chunk[i]) << 16 | uint8_t(chunk[i + 1]) << 8 | uint8_t(chunk[i + 2]);
             for (int shift : {18, 12, 6, 0}) line += digit((v >> shift) & 63);
         }
         lines.push_back(line + "\n");
     }
-    lines.push_back("`\n");
-    lines.push_back("end\n");
+    lines.insert(lines.end(), {"`\n", "end\n"});
     return lines;
 }
 
-// The lines of `bytes`, each with its line end.
-std::vector<std::string> LinesOf(const std::string& bytes) {
+// The lines of a sample, each with its line end.
+std::vector<std::string> LinesOf(const std::string& relative) {
     std::vector<std::string> lines;
-    for (size_t at = 0; at < bytes.size();) {
-        size_t end = bytes.find('\n', at);
-        end = end == std::string::npos ? bytes.size() : end + 1;
-        lines.push_back(bytes.substr(at, end - at));
-        at = end;
-    }
+    std::istringstream text(CorpusBytes(relative));
+    for (std::string line; std::getline(text, line);) lines.push_back(line + "\n");
     return lines;
 }
 
-// Bytes that yEnc data lines decode to: every byte but the line end, an
-// escape and the byte behind it counting once.
-size_t YencLength(const std::vector<std::string>& lines) {
-    size_t count = 0;
-    for (const std::string& line : lines)
-        for (size_t i = 0; i < line.size(); ++i)
-            if (line[i] != '\r' && line[i] != '\n') count += line[i] == '=' ? (++i, 1) : 1;
-    return count;
+std::string Joined(const std::vector<std::string>& lines, size_t from = 0, size_t to = SIZE_MAX) {
+    std::string all;
+    for (size_t i = from; i < std::min(to, lines.size()); ++i) all += lines[i];
+    return all;
 }
 
 // Writes lines [cuts[i], cuts[i+1]) to names[i] in a new folder; the path of
@@ -69,18 +62,10 @@ std::string WriteSet(const std::string& folder, const std::vector<std::string>& 
                      const std::vector<std::string>& names, const std::vector<size_t>& cuts) {
     fs::path dir = OwnTempFolder() / folder;
     fs::create_directories(dir);
-    for (size_t i = 0; i < names.size(); ++i) {
-        std::ofstream out(dir / names[i], std::ios::binary);
-        size_t end = i + 1 < cuts.size() ? cuts[i + 1] : lines.size();
-        for (size_t l = cuts[i]; l < end; ++l) out << lines[l];
-    }
+    for (size_t i = 0; i < names.size(); ++i)
+        std::ofstream(dir / names[i], std::ios::binary)
+            << Joined(lines, cuts[i], i + 1 < cuts.size() ? cuts[i + 1] : SIZE_MAX);
     return (dir / names[0]).string();
-}
-
-std::string Joined(const std::vector<std::string>& lines) {
-    std::string all;
-    for (const std::string& line : lines) all += line;
-    return all;
 }
 
 // mailsift extract of `path`: the bytes of the one file it writes.
@@ -91,33 +76,32 @@ std::string Extracted(const std::string& path, CliResult* result) {
     return "<nothing written>";
 }
 
-// The joined stream that VwDoSpecial request 1 hands out for the document
-// at `path`, read from its start.
-std::string JoinedThroughObject(const std::string& path, uint16_t formatId) {
-    ObjectPtr stream(FileObjectOpen(path.c_str()));
+// A document opened from its first piece and read, with the joined stream
+// that VwDoSpecial request 1 hands out for it.
+struct SplitDocument {
+    ObjectPtr stream;
     RecordingHost host;
-    FilterSession session(host);
-    if (!stream || session.Open(stream.get(), formatId) != 0) return "<not opened>";
-    session.ReadToEnd();
-    IoObject* made = nullptr;
-    if (VwDoSpecial(stream.get(), 1, &made, 0, 0, 0, session.proc()) != 0 || !made) return "<no object>";
-    ObjectPtr object(made);
-    return made->Seek(made, 0, 0) == 0 ? ReadRest(made) : "<no seek>";
-}
+    FilterSession session{host};
+    ObjectPtr joined;
+    SplitDocument(const std::string& path, uint16_t formatId) : stream(FileObjectOpen(path.c_str())) {
+        if (!stream || session.Open(stream.get(), formatId) != 0) return;
+        session.ReadToEnd();
+        IoObject* made = nullptr;
+        if (VwDoSpecial(stream.get(), 1, &made, 0, 0, 0, session.proc()) == 0) joined.reset(made);
+    }
+};
+
+const std::vector<std::string> kGifLines = UuLines(kGif);
 
 TEST(SplitSet, NumberedUuencodedPiecesDecodeToTheOriginal) {
-    std::vector<std::string> lines = UuLines(kGif, "eyeball.gif");
-    ASSERT_GT(lines.size(), 40u);
     CliResult result;
-    EXPECT_EQ(Extracted(WriteSet("three", lines, {"a01.uue", "a02.uue", "a03.uue"}, {0, 15, 30}), &result),
-              kGif);
+    const std::string a01 = WriteSet("three", kGifLines, {"a01.uue", "a02.uue", "a03.uue"}, {0, 15, 30});
+    EXPECT_EQ(Extracted(a01, &result), kGif);
     EXPECT_EQ(result.status, 0) << result.err;
     // The run of the first name is one digit wide and grows at 10.
-    EXPECT_EQ(Extracted(WriteSet("wide", lines, {"p9.uue", "p10.uue"}, {0, 20}), &result), kGif);
+    EXPECT_EQ(Extracted(WriteSet("wide", kGifLines, {"p9.uue", "p10.uue"}, {0, 20}), &result), kGif);
     // A real sample cut between its data lines.
-    std::vector<std::string> sample;
-    std::istringstream text(CorpusBytes("uudeview/test/plain-uuencode.good.msg"));
-    for (std::string line; std::getline(text, line);) sample.push_back(line + "\n");
+    std::vector<std::string> sample = LinesOf("uudeview/test/plain-uuencode.good.msg");
     sample.erase(sample.begin(), sample.begin() + 5);
     EXPECT_EQ(Extracted(WriteSet("sample", sample, {"t1.uue", "t2.uue"}, {0, 3}), &result),
               CorpusBytes("uudeview/doc/test.txt"));
@@ -125,58 +109,57 @@ TEST(SplitSet, NumberedUuencodedPiecesDecodeToTheOriginal) {
 
 TEST(SplitSet, XxencodeBinHexAndYencSetsJoinToo) {
     CliResult result;
-    std::vector<std::string> xx = LinesOf(CorpusBytes("uudeview/test/mime-xxencode.good.msg"));
+    std::vector<std::string> xx = LinesOf("uudeview/test/mime-xxencode.good.msg");
     xx = {xx.begin() + 12, xx.begin() + 19};
     EXPECT_EQ(Extracted(WriteSet("xx", xx, {"x01.xxe", "x02.xxe"}, {0, 3}), &result),
               CorpusBytes("uudeview/doc/test.txt"));
-    std::vector<std::string> hqx = LinesOf(CorpusBytes("convert-binhex/testin/eyeball.gif.hqx"));
+    std::vector<std::string> hqx = LinesOf("convert-binhex/testin/eyeball.gif.hqx");
     EXPECT_EQ(Extracted(WriteSet("hqx", hqx, {"e1.hqx", "e2.hqx", "e3.hqx"}, {0, 20, 40}), &result), kGif);
-    // A real single-part post cut into a post of two parts.
-    std::vector<std::string> data = LinesOf(CorpusBytes("aswaving-yenc/testdata/yenc.org/testfile.txt.yenc"));
-    data = {data.begin() + 1, data.end() - 1};
-    std::vector<std::string> first(data.begin(), data.begin() + 2), second(data.begin() + 2, data.end());
-    const size_t a = YencLength(first), size = a + YencLength(second);
-    auto head = [&](int part, size_t begin, size_t end) {
-        return "=ybegin part=" + std::to_string(part) + " line=128 size=" + std::to_string(size) +
-               " name=testfile.txt\n=ypart begin=" + std::to_string(begin) + " end=" + std::to_string(end) + "\n";
+    // A real single-part post cut into a post of two parts. Data bytes: all
+    // but line ends, an escape and the byte behind it counting once.
+    std::vector<std::string> data = LinesOf("aswaving-yenc/testdata/yenc.org/testfile.txt.yenc");
+    std::string first = Joined(data, 1, 3), second = Joined(data, 3, data.size() - 1);
+    auto length = [](const std::string& d) {
+        return d.size() - 2 * std::count(d.begin(), d.end(), '\n') - std::count(d.begin(), d.end(), '=');
     };
-    std::vector<std::string> post = {head(1, 1, a)};
-    post.insert(post.end(), first.begin(), first.end());
-    post.push_back("=yend size=" + std::to_string(a) + " part=1\n");
-    post.push_back(head(2, a + 1, size));
-    post.insert(post.end(), second.begin(), second.end());
-    post.push_back("=yend size=" + std::to_string(size - a) + " part=2\n");
-    EXPECT_EQ(Extracted(WriteSet("yenc", post, {"y01.yenc", "y02.yenc"}, {0, first.size() + 2}), &result),
+    const size_t a = length(first), size = a + length(second);
+    auto part = [&](int n, size_t begin, size_t end, const std::string& lines) {
+        return "=ybegin part=" + std::to_string(n) + " line=128 size=" + std::to_string(size) +
+               " name=t.txt\n=ypart begin=" + std::to_string(begin) + " end=" + std::to_string(end) + "\n" +
+               lines + "=yend size=" +
+               std::to_string(end - begin + 1) + " part=" + std::to_string(n) + "\n";
+    };
+    EXPECT_EQ(Extracted(WriteSet("yenc", {part(1, 1, a, first), part(2, a + 1, size, second)},
+                                 {"y01.yenc", "y02.yenc"}, {0, 1}), &result),
               CorpusBytes("aswaving-yenc/testdata/yenc.org/testfile.txt"));
 }
 
 // Files that name their successor in a last "include " line, and news
 // articles saved one per file, whose later pieces start behind their header.
 TEST(SplitSet, IncludeChainsAndNewsSeries) {
-    std::vector<std::string> lines = UuLines(kGif, "eyeball.gif");
-    std::vector<std::string> chain(lines.begin(), lines.begin() + 30);
-    chain.push_back("include next.uue\n");
-    chain.insert(chain.end(), lines.begin() + 30, lines.end());
+    std::vector<std::string> chain = kGifLines;
+    chain.insert(chain.begin() + 30, "include next.uue\n");
     CliResult result;
     EXPECT_EQ(Extracted(WriteSet("chain", chain, {"first.uue", "next.uue"}, {0, 31}), &result), kGif);
     auto head = [](int n) {
         return "From: a@example.com\nNewsgroups: alt.binaries.test\nSubject: eyeball.gif (" +
                std::to_string(n) + "/2)\n\n";
     };
-    std::vector<std::string> news = {head(1)};
-    news.insert(news.end(), lines.begin(), lines.begin() + 30);
-    news.push_back(head(2));
-    news.insert(news.end(), lines.begin() + 30, lines.end());
+    std::vector<std::string> news = kGifLines;
+    news.insert(news.begin() + 30, head(2));
+    news.insert(news.begin(), head(1));
     const std::string post1 = WriteSet("news", news, {"post1.msg", "post2.msg"}, {0, 31});
     EXPECT_EQ(Extracted(post1, &result), kGif);
     EXPECT_EQ(result.status, 0) << result.err;
-    std::string joined = Joined(news);
-    EXPECT_EQ(JoinedThroughObject(post1, FI_INTERNET_NEWS), joined.erase(joined.find(head(2)), head(2).size()));
+    SplitDocument document(post1, FI_INTERNET_NEWS);
+    ASSERT_TRUE(document.joined);
+    IoObject* joined = document.joined.get();
+    ASSERT_EQ(joined->Seek(joined, 0, 0), 0);
+    EXPECT_EQ(ReadRest(joined), head(1) + Joined(kGifLines));
 }
 
 TEST(SplitSet, IncompleteSetsAndLonePiecesAreRefused) {
-    std::vector<std::string> lines = UuLines(kGif, "eyeball.gif");
-    std::vector<std::string> cut(lines.begin(), lines.end() - 1);  // no "end"
+    std::vector<std::string> lines = kGifLines, cut(lines.begin(), lines.end() - 1);  // no "end"
     CliResult result = RunCli({"view", WriteSet("noend", cut, {"b01.uue", "b02.uue"}, {0, 20})});
     EXPECT_EQ(result.status, 1);
     EXPECT_NE(result.err.find("missing its end"), std::string::npos) << result.err;
@@ -190,24 +173,13 @@ TEST(SplitSet, IncompleteSetsAndLonePiecesAreRefused) {
 // a piece without a line end gets one CR that no position counts, and a seek
 // to the very end moves nothing.
 TEST(SplitSet, JoinedStreamThroughTheObject) {
-    std::vector<std::string> lines = UuLines(kGif, "eyeball.gif");
+    std::vector<std::string> lines = kGifLines;
     lines[9].pop_back();  // the first piece ends without its line end
-    std::string first = WriteSet("object", lines, {"d1.uue", "d2.uue"}, {0, 10});
-    std::string joined = Joined(lines);
-    IoObject* stream = FileObjectOpen(first.c_str());
-    ASSERT_NE(stream, nullptr);
-    ObjectPtr owner(stream);
-    RecordingHost host;
-    FilterSession session(host);
-    ASSERT_EQ(session.Open(stream, FI_UUE), 0);
-    session.ReadToEnd();
-    IoObject* made = nullptr;
-    ASSERT_EQ(VwDoSpecial(stream, 1, &made, 0, 0, 0, session.proc()), 0);
-    ASSERT_NE(made, nullptr);
-    ObjectPtr object(made);
+    SplitDocument document(WriteSet("object", lines, {"d1.uue", "d2.uue"}, {0, 10}), FI_UUE);
+    ASSERT_TRUE(document.joined);
+    IoObject* made = document.joined.get();
     EXPECT_EQ(NameOf(made), "splitbody.tmp");
-    std::string withCr = joined;
-    withCr.insert(Joined({lines.begin(), lines.begin() + 10}).size(), "\r");
+    const std::string joined = Joined(lines), withCr = Joined(lines, 0, 10) + "\r" + Joined(lines, 10);
     for (uint32_t chunk : {1u, 7u, 2048u, 65535u}) {
         ASSERT_EQ(made->Seek(made, 0, 0), 0);
         EXPECT_EQ(ReadRest(made, chunk), withCr) << chunk;
