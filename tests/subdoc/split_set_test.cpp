@@ -152,19 +152,17 @@ TEST(SplitSet, IncludeChainsAndNewsSeries) {
     EXPECT_EQ(Extracted(post1, &result), kGif);
     EXPECT_EQ(result.status, 0) << result.err;
     SplitDocument document(post1, FI_INTERNET_NEWS);
-    ASSERT_TRUE(document.joined);
-    IoObject* joined = document.joined.get();
-    ASSERT_EQ(joined->Seek(joined, 0, 0), 0);
-    EXPECT_EQ(ReadRest(joined), head(1) + Joined(kGifLines));
+    ASSERT_TRUE(document.joined && document.joined->Seek(document.joined.get(), 0, 0) == 0);
+    EXPECT_EQ(ReadRest(document.joined.get()), head(1) + Joined(kGifLines));
 }
 
 TEST(SplitSet, IncompleteSetsAndLonePiecesAreRefused) {
-    std::vector<std::string> lines = kGifLines, cut(lines.begin(), lines.end() - 1);  // no "end"
+    std::vector<std::string> cut(kGifLines.begin(), kGifLines.end() - 1);  // no "end"
     CliResult result = RunCli({"view", WriteSet("noend", cut, {"b01.uue", "b02.uue"}, {0, 20})});
     EXPECT_EQ(result.status, 1);
     EXPECT_NE(result.err.find("missing its end"), std::string::npos) << result.err;
-    std::vector<std::string> later(lines.begin() + 20, lines.end());
-    result = RunCli({"view", WriteSet("later", later, {"c02.uue"}, {0})});
+    fs::path first = WriteSet("later", kGifLines, {"c01.uue", "c02.uue"}, {0, 20});
+    result = RunCli({"view", (first.parent_path() / "c02.uue").string()});
     EXPECT_EQ(result.status, 1);
     EXPECT_NE(result.err.find("later piece"), std::string::npos) << result.err;
 }
