@@ -121,13 +121,6 @@ uint16_t IdentifyRange(IoObject* base, uint32_t first) {
     return format;
 }
 
-void DropLoneRecord(FilterProc* proc) {
-    if (ListCount(proc->multiFile) != 1) return;
-    StringFree(ListAt<SplitFileRecord>(proc->multiFile, 0)->nameBlock);
-    ListDestroy(proc->multiFile);
-    proc->multiFile = nullptr;
-}
-
 }  // namespace
 
 uint32_t SiblingExists(const char* name, IoObject* stream) {
@@ -258,13 +251,10 @@ int16_t SplitSetFind(IoObject* stream, uint32_t offset, const char* name, Filter
         if (!AddRecord(proc, &record)) break;
         current = next;
     }
-    if (current == first) {
-        // No piece followed: a set of one is no set. The document is read as
-        // it would be alone, not turned into a link to itself (a news article
-        // that merely has a numbered neighbour stays readable).
-        DropLoneRecord(proc);
-        return 0;
-    }
+    // No piece followed: the set is the document alone, and it is read as
+    // a split file all the same (a news article that merely has a numbered
+    // neighbour becomes its own link).
+    if (current == first) return 0;
 
     // The set must end because the next number is missing, and its last piece
     // must close the data.
