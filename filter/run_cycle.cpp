@@ -11,6 +11,7 @@
 #include "core/host_calls.h"
 #include "host/mailfilter.h"
 #include "message/message.h"
+#include "subdoc/subdoc.h"
 
 namespace {
 
@@ -153,6 +154,8 @@ int16_t VwStreamSection(IoObject* stream, FilterProc* proc) {
 }
 
 int16_t VwStreamRead(IoObject* stream, FilterProc* proc) {
+    // A document in several files is read whole as its one joined link.
+    if (proc->multiFile) return SplitFileWrite(stream, proc);
     for (;;) {
         auto* part = ListAt<MessagePart>(proc->parts, proc->currentPart);
         SettleCharset(part, proc);

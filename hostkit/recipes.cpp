@@ -61,6 +61,13 @@ void RecipeStream::MakeProbe(IoObject* document) {
         IoObject* document = probe->document;
         if (kind == IO_OPEN_RANGE && probe->owner->partOffset_ == kNoPartOffset)
             probe->owner->partOffset_ = static_cast<uint32_t>(static_cast<IoRangeRequest*>(request)->first);
+        if (kind == IO_OPEN_SIBLING) {
+            // A sibling is found next to the document's file, which the probe
+            // itself has none of.
+            IoSiblingRequest sibling = *static_cast<IoSiblingRequest*>(request);
+            sibling.base = document;
+            return document->Open(out, kind, &sibling, flags);
+        }
         return document->Open(out, kind, request, flags);
     };
 }
@@ -144,6 +151,9 @@ int32_t RecipeCollector::PutChar(uint32_t ch) {
 bool RecipeStream::Apply(const FilterApi& api, FilterProc* proc, const RecipeStep& step,
                          IoObject* base, IoObject* document, std::string* error) {
     IoObject* made = nullptr;
+    // Stages over an object the filter made go through the document's own
+    // Open: the filter's objects carry the probe's, which opens on probes only.
+    IoObject* opener = document ? document : base;
     switch (step.what) {
     case STEP_RANGE: {
         if (step.b == 0) {
@@ -156,13 +166,13 @@ bool RecipeStream::Apply(const FilterApi& api, FilterProc* proc, const RecipeSte
         IoRangeRequest request{base, step.a, kToTheEnd};
         if (step.b < kToTheEnd && last < kToTheEnd) request.last = static_cast<uint32_t>(last);
         if (base == document && partOffset_ == kNoPartOffset) partOffset_ = step.a;
-        if (base->Open(&made, IO_OPEN_RANGE, &request, 9) != 0) made = nullptr;
+        if (opener->Open(&made, IO_OPEN_RANGE, &request, 9) != 0) made = nullptr;
         break;
     }
     case STEP_DECODE: {
         if (step.a == 0) return true;  // no transfer encoding: the bytes as they are
         IoDecodeRequest request{base, 0, step.a, {0, 0, 0, 0}};
-        if (base->Open(&made, IO_OPEN_DECODE, &request, 1) != 0) made = nullptr;
+        if (opener->Open(&made, IO_OPEN_DECODE, &request, 1) != 0) made = nullptr;
         break;
     }
     case STEP_SPECIAL:

@@ -24,6 +24,25 @@ constexpr int32_t kObjectNotAnswered = -10;  // a GetInfo question without an an
 // Bytes of the name every object reports for GetInfo 3 and 6, NUL included.
 constexpr uint32_t kObjectNameSize = 513;
 
+// One piece of a split document, the element of multiFile; the document
+// itself is the first. The name block comes first: VwStreamClose frees each
+// record's first word.
+struct SplitFileRecord {
+    char* nameBlock;            // owned; may be null
+    char* name;                 // display name: the data's name first, then the file's
+    IoObject* file;             // the document's stream
+    uint32_t formatId;          // FormatId of the piece (read in the first record only)
+    uint32_t startOffset;       // where the piece begins in the joined stream
+    uint32_t dataOffset;        // first byte of the piece that belongs to the stream
+    uint32_t endOffset;         // where its data ends in its file; 0 until known
+    IoSiblingRequest openSpec;  // kind 9 request; empty in the first record
+};
+
+// Bytes of a pattern or sibling name buffer, NUL included.
+constexpr uint32_t kSiblingNameSize = sizeof(IoSiblingRequest::name);
+// The byte that marks the digits of the counting run in a pattern.
+constexpr char kNumberMark = static_cast<char>(253);
+
 // Follows "include " lines of uuencoded data from file to file; fills
 // multiFile when a chain exists.
 void IncludeChainFind(ByteReader* reader, IoObject* stream, const char* name, FilterProc* proc);
@@ -32,6 +51,17 @@ void IncludeChainFind(ByteReader* reader, IoObject* stream, const char* name, Fi
 // or none), -2 when an object can't be opened, -5 when the last piece lacks
 // its end.
 int16_t SplitSetFind(IoObject* stream, uint32_t offset, const char* name, FilterProc* proc);
+
+// The number that `name` counts in, with `pattern` (kSiblingNameSize bytes)
+// holding the name with that run marked; 0 when no numbered neighbour exists.
+uint16_t NumberPatternFind(char* pattern, const char* name, IoObject* stream);
+// `pattern` with its run of marks replaced by `number`, at least as wide as
+// the run; empty when the pattern has no run or the result does not fit.
+void NumberedName(char* out, const char* pattern, uint16_t number);
+// 1 when a sibling file of that name opens next to the stream's file.
+uint32_t SiblingExists(const char* name, IoObject* stream);
+// The whole read of a split document: its one link. Answers 0.
+int16_t SplitFileWrite(IoObject* stream, FilterProc* proc);
 
 // The workers behind VwDoSpecial. Each sets *out when it hands out an object
 // and answers whether it did; without memory for the object it calls
@@ -74,4 +104,13 @@ int32_t MIMELocatorsDoRead(IoObject* object, void* buf, uint32_t count, uint32_t
 int32_t MIMELocatorsDoSeek(IoObject* object, uint16_t whence, int32_t offset);
 int32_t MIMELocatorsDoTell(IoObject* object, uint32_t* pos);
 int32_t MIMELocatorsDoGetInfo(IoObject* object, uint32_t what, void* answer);
+}
+
+// The routines of the joined split-body object.
+extern "C" {
+int32_t MIMEMultiDoClose(IoObject* object);
+int32_t MIMEMultiDoRead(IoObject* object, void* buf, uint32_t count, uint32_t* got);
+int32_t MIMEMultiDoSeek(IoObject* object, uint16_t whence, int32_t offset);
+int32_t MIMEMultiDoTell(IoObject* object, uint32_t* pos);
+int32_t MIMEMultiDoGetInfo(IoObject* object, uint32_t what, void* answer);
 }
