@@ -14,6 +14,7 @@
 #include <cstring>
 #include <mutex>
 #include <new>
+#include <type_traits>
 #include <unordered_set>
 #include <vector>
 
@@ -289,16 +290,17 @@ int32_t EntryBegin(uint32_t, void* image) noexcept {
 
 // Nothing may throw into the filter: a body whose parse fails for want of
 // memory ends where it is.
-ReadRequest RequestOf(SupportSlot1101* slot) {
+// Only the RTF slot carries the way to its body and the chains.
+template <typename Slot>
+ReadRequest RequestOf(Slot* slot) {
     const auto* owner = reinterpret_cast<const FilterDataHead*>(slot->owner);
-    return ReadRequest{static_cast<ByteReader*>(slot->stream), HostTable{slot->routines, slot->user1, slot->user2},
-                       slot->locators, owner ? owner->charset : CS_UNICODE, nullptr, nullptr};
-}
-
-ReadRequest RequestOf(SupportSlot1028* slot) {
-    const auto* owner = reinterpret_cast<const FilterDataHead*>(slot->owner);
-    return ReadRequest{static_cast<ByteReader*>(slot->stream), HostTable{slot->routines, slot->user1, slot->user2},
-                       slot->locators, owner ? owner->charset : CS_UNICODE, slot->ranges, slot->chains};
+    ReadRequest request{static_cast<ByteReader*>(slot->stream), HostTable{slot->routines, slot->user1, slot->user2},
+                        slot->locators, owner ? owner->charset : CS_UNICODE, nullptr, nullptr};
+    if constexpr (std::is_same_v<Slot, SupportSlot1028>) {
+        request.ranges = slot->ranges;
+        request.chains = slot->chains;
+    }
+    return request;
 }
 
 // Nothing may throw into the filter: a body whose parse fails for want of
